@@ -1,0 +1,42 @@
+// Owns bounded texts and the device's 32-bit numbers. The device's long and time_t have 32 bits; these helpers make
+// every machine read, multiply and subtract as the device does.
+#ifndef NUVEK_CORE_TEXT_H
+#define NUVEK_CORE_TEXT_H
+
+#include <cstddef>
+#include <cstdint>
+
+namespace text {
+
+// Copies `source` with its terminator, cut to what fits into `size` bytes. `size` is at least 1.
+void copy(char* destination, size_t size, const char* source);
+template <size_t Size>
+void copy(char (&destination)[Size], const char* source) {
+  copy(destination, Size, source);
+}
+
+// The number at the start of a text, as the device's strtol(base 10) and atoi read it: white space and a sign may lead,
+// anything may follow, out of range saturates, no digits give 0.
+int32_t to_int32(const char* source);
+
+// The same as the device's strtoul(base 10): a leading minus negates modulo 2^32.
+uint32_t to_uint32(const char* source);
+
+// Product and difference modulo 2^32.
+constexpr int32_t wrapping_product(int32_t a, int32_t b) {
+  return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
+}
+constexpr int32_t wrapping_sum(int32_t a, int32_t b) {
+  return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
+}
+constexpr int32_t wrapping_difference(int32_t a, int32_t b) {
+  return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
+}
+
+}  // namespace text
+
+// Copies every character of `source` but ':' to `destination`, without a terminator: the destination has been zeroed
+// and holds at least as many bytes as `source` has characters, and one more.
+void nuvek_strip_colons(char* destination, const char* source);
+
+#endif

@@ -1,0 +1,110 @@
+#include "link/http_request.h"
+
+#include <sys/socket.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <initializer_list>
+
+#include "core/log.h"
+#include "core/records.h"
+#include "core/text.h"
+
+namespace {
+
+// A text in a fixed buffer that takes what fits and lets the rest go.
+class RequestText {
+ public:
+  void append(const char* format, ...) __attribute__((format(printf, 2, 3))) {
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(text_ + length_, sizeof text_ - length_, format, arguments);
+    va_end(arguments);
+    length_ += strlen(text_ + length_);
+  }
+  char* data() { return text_; }
+  size_t length() const { return length_; }
+
+ private:
+  char text_[kRequestSize] = "";
+  size_t length_ = 0;
+};
+
+// Blanks the next double quote and returns where it stood; null when there is none.
+char* blank_quote(char* text) {
+  char* quote = strchr(text, '"');
+  if (quote != nullptr) *quote = ' ';
+  return quote;
+}
+
+}  // namespace
+
+void nuvek_unquote_value(char* text, const char* key) {
+  char* found = strstr(text, key);
+  if (found == nullptr) return;
+  found = strchr(found, ':');
+  if (found == nullptr) return;
+  found = blank_quote(found);
+  if (found != nullptr) blank_quote(found);
+}
+
+int nuvek_sendPostRequest(int fd, char* body) {
+  NUVEK_DEBUG("Enter");
+  if (fd < 1) {
+    NUVEK_ERROR("fd error");
+    return -1;
+  }
+  if (body[0] == '\0') {
+    NUVEK_ERROR("send buffer is null");
+    return -1;
+  }
+  for (const char* key : {"Long", "Lat", "Altitudes", "HorizontalError", "VerticalError"}) {
+    nuvek_unquote_value(body, key);
+  }
+
+  const size_t body_length = strlen(body);
+  RequestText request;
+  request.append("POST %s HTTP/1.1\r\n", g_server_Arg.urlPath);
+  request.append("Host: %s\r\n", g_server_Arg.hostIp);
+  request.append("Connection: keep-alive\r\n");
+  request.append("Accept: application/json\r\n");
+  // The platform matches this header byte for byte: comma, not semicolon.
+  request.append("Content-Type: application/json,charset=UTF-8\r\n");
+  request.append("Content-Length: %d\r\n", static_cast<int>(body_length));
+  // Two short of the request, which has an empty line more: enough to end the loop below, since each send offers all
+  // that is left.
+  const size_t counted = request.length() + body_length;
+  request.append("\r\n%s", body);
+  NUVEK_DEBUG("send_msg:%s", request.data());
+
+  const size_t length = request.length();
+  for (size_t i = 0; i < counted && i < length; ++i) {
+    if (request.data()[i] == '\t') request.data()[i] = ' ';
+  }
+  size_t sent = 0;
+  while (sent < counted) {
+    const ssize_t taken = sent < length ? send(fd, request.data() + sent, length - sent, 0) : -1;
+    if (taken < 1) {  // also when the request was cut and all that fitted is out
+      NUVEK_ERROR("send error");
+      return -1;
+    }
+    sent += static_cast<size_t>(taken);
+  }
+  NUVEK_DEBUG("send %d byte", static_cast<int>(sent));
+  NUVEK_DEBUG("Exit");
+  return 0;
+}
+
+bool ReportLink::connect() const { return g_server_Arg.fd != -1 || nuvek_Link_Remoteserver() == 0; }
+
+void ReportLink::open() const {
+  text::copy(g_server_Arg.urlPath, "/reg/");
+  if (!connect()) NUVEK_ERROR_AS(operation_, "link sever error!");
+}
+
+int ReportLink::send(char* body) const {
+  const int result = nuvek_sendPostRequest(g_server_Arg.fd, body);
+  if (result != 0) NUVEK_ERROR_AS(operation_, " sendPostRequest error");
+  return result;
+}

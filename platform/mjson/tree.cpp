@@ -1,0 +1,128 @@
+// The document tree itself: making values, putting them together, finding and releasing them.
+#include "platform/mjson/tree.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace mjson {
+
+json_value* new_value(Kind kind, const char* text, size_t length) {
+  auto* value = static_cast<json_value*>(malloc(sizeof(json_value) + length + 1));
+  if (value == nullptr) return nullptr;
+  *value = {};
+  value->kind = kind;
+  value->height = is_container(*value) ? 1 : 0;
+  memcpy(value->text(), text, length);
+  value->text()[length] = '\0';
+  return value;
+}
+
+namespace {
+
+json_value* new_text_value(Kind kind, const char* text) {
+  return text == nullptr ? nullptr : new_value(kind, text, strlen(text));
+}
+
+// Whether `child` is of a sort that `parent` has room for. An object refuses a name that has no value yet: it could not
+// be printed. A string that stands somewhere already is a value there and can no longer become a label.
+bool takes(const json_value& parent, const json_value& child) {
+  switch (parent.kind) {
+    case Kind::kObject:
+      return is_label(child);
+    case Kind::kArray:
+      return !is_label(child);
+    case Kind::kString:
+      return parent.parent == nullptr && parent.first_child == nullptr && !is_label(child);
+    case Kind::kNumber:
+    case Kind::kLiteral:
+      return false;
+  }
+  return false;
+}
+
+void append(json_value* parent, json_value* child) {
+  child->parent = parent;
+  if (parent->last_child == nullptr) {
+    parent->first_child = child;
+  } else {
+    parent->last_child->next = child;
+  }
+  parent->last_child = child;
+}
+
+// Carries the height of a new child upwards, as far as it makes a difference.
+void raise_heights(json_value* parent, unsigned child_height) {
+  unsigned height = child_height;
+  for (json_value* above = parent; above != nullptr; above = above->parent) {
+    if (is_container(*above)) height++;
+    if (above->height >= height) return;
+    above->height = height;
+  }
+}
+
+// Releases leaf after leaf: each child is unhooked before the walk steps down to it, and the way back is its parent.
+void free_tree(json_value* root) {
+  json_value* node = root;
+  while (node != nullptr) {
+    json_value* child = node->first_child;
+    if (child != nullptr) {
+      node->first_child = child->next;
+      node = child;
+    } else {
+      json_value* parent = node->parent;
+      free(node);
+      node = parent;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace mjson
+
+using mjson::Kind;
+
+json_value* json_new_object(void) { return mjson::new_value(Kind::kObject, "", 0); }
+json_value* json_new_array(void) { return mjson::new_value(Kind::kArray, "", 0); }
+json_value* json_new_string(const char* text) { return mjson::new_text_value(Kind::kString, text); }
+json_value* json_new_number(const char* text) { return mjson::new_text_value(Kind::kNumber, text); }
+
+int json_insert_child(json_value* parent, json_value* child) {
+  if (parent == nullptr || child == nullptr || child->parent != nullptr) return JSON_BAD_TREE;
+  if (!mjson::takes(*parent, *child)) return JSON_BAD_TREE;
+
+  unsigned depth = child->height;
+  for (const json_value* above = parent; above != nullptr; above = above->parent) {
+    if (above == child) return JSON_BAD_TREE;  // the tree would hang from itself
+    if (mjson::is_container(*above)) depth++;
+  }
+  if (depth > JSON_DEPTH_MAX) return JSON_TOO_DEEP;
+
+  mjson::append(parent, child);
+  mjson::raise_heights(parent, child->height);
+  return JSON_OK;
+}
+
+json_value* json_find_first_label(const json_value* object, const char* name) {
+  if (object == nullptr || name == nullptr || object->kind != Kind::kObject) return nullptr;
+  json_value* label = object->first_child;
+  while (label != nullptr && strcmp(label->text(), name) != 0) label = label->next;
+  return label;
+}
+
+json_value* json_label_value(const json_value* label) {
+  return label != nullptr && mjson::is_label(*label) ? label->first_child : nullptr;
+}
+
+const char* json_value_text(const json_value* value) {
+  if (value == nullptr) return nullptr;
+  return value->kind == Kind::kString || value->kind == Kind::kNumber ? value->text() : nullptr;
+}
+
+int json_free_value(json_value** value) {
+  if (value == nullptr) return JSON_BAD_TREE;
+  if (*value == nullptr) return JSON_OK;
+  if ((*value)->parent != nullptr) return JSON_BAD_TREE;
+  mjson::free_tree(*value);
+  *value = nullptr;
+  return JSON_OK;
+}

@@ -1,0 +1,102 @@
+#include "query/location.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+
+#include "core/log.h"
+#include "core/store.h"
+#include "core/text.h"
+#include "link/json_value.h"
+
+namespace {
+
+constexpr char kNode[] = "nuvek_Entry0";
+
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+// Reads an exponent's digits; what 32 bits cannot hold saturates, which is far beyond any double.
+double read_exponent(const char* text) {
+  const bool negative = *text == '-';
+  if (*text == '-' || *text == '+') ++text;
+  const double magnitude = is_digit(*text) ? text::to_int32(text) : 0;
+  return negative ? -magnitude : magnitude;
+}
+
+// The store keeps coordinates with five decimals, and no more digits than single precision gives.
+void normalise(char (&coordinate)[32]) {
+  const double value = static_cast<double>(nuvek_strToFloat(coordinate));
+  snprintf(coordinate, sizeof coordinate, "%.5f", value);
+}
+
+}  // namespace
+
+int nuvek_save_node(const char* request, char*, GisInfo* record) {
+  char letter[8] = "";
+  store::read(kNode, "GISInterface", letter);
+  if (letter[0] != '\0') {
+    NUVEK_DEBUG("location locked");
+    return kLocationLocked;
+  }
+  nuvek_json_get_value(request, "Longitude", record->Long);
+  nuvek_json_get_value(request, "Latitude", record->Lat);
+  nuvek_json_get_value(request, "HorizontalError", record->HorizontalError);
+  nuvek_json_get_value(request, "AltitudeError", record->VerticalError);
+  nuvek_json_get_value(request, "AreaCode", record->AreaCode);
+  nuvek_json_get_value(request, "GISDigest", record->GISDigest);
+  nuvek_json_get_value(request, "Elevation", record->Altitudes);
+  nuvek_json_get_value(request, "TimeStamp", record->GISLockTime);
+  text::copy(record->GISInterface, "A");
+  normalise(record->Long);
+  normalise(record->Lat);
+  display_Coordinate(record);
+
+  const struct {
+    const char* attr;
+    const char* value;
+  } writes[] = {
+      {"Long", record->Long},
+      {"Lat", record->Lat},
+      {"Altitudes", record->Altitudes},
+      {"HorizontalError", record->HorizontalError},
+      {"VerticalError", record->VerticalError},
+      {"AreaCode", record->AreaCode},
+      {"GISLockTime", record->GISLockTime},
+      {"GISDigest", record->GISDigest},
+      {"GISInterface", "A"},
+  };
+  for (const auto& write : writes) store::write(kNode, write.attr, write.value);
+  store::commit(kNode);
+  store::save();
+  return kLocationStored;
+}
+
+float nuvek_strToFloat(const char* text) {
+  const double sign = *text == '-' ? -1.0 : 1.0;
+  if (*text == '-') ++text;
+  while (*text == '0') ++text;
+  double value = 0.0;
+  double scale = 0.0;
+  for (; is_digit(*text); ++text) value = value * 10.0 + (*text - '0');
+  bool ended = false;
+  if (*text == '.') {
+    ended = !is_digit(text[1]);  // a point without a digit ends the number, exponent and all
+    for (++text; !ended && is_digit(*text); ++text, scale -= 1.0) value = value * 10.0 + (*text - '0');
+  }
+  double exponent = 0.0;
+  if (!ended && (*text == 'e' || *text == 'E')) exponent = read_exponent(text + 1);
+  if (value == 0.0) return static_cast<float>(sign * value);  // whatever the exponent: 0 times infinity is no number
+  return static_cast<float>(sign * value * pow(10.0, scale + exponent));
+}
+
+void display_Coordinate(const GisInfo* record) {
+  NUVEK_DEBUG("tmp->Long:%s\n", record->Long);
+  NUVEK_DEBUG("tmp->Lat:%s\n", record->Lat);
+  NUVEK_DEBUG("tmp->HorizontalError:%s\n", record->HorizontalError);
+  NUVEK_DEBUG("tmp->VerticalError:%s\n", record->VerticalError);
+  NUVEK_DEBUG("tmp->AreaCode:%s\n", record->AreaCode);
+  NUVEK_DEBUG("tmp->GISLockTime:%s\n", record->GISLockTime);
+  NUVEK_DEBUG("tmp->GISDigest:%s\n", record->GISDigest);
+  NUVEK_DEBUG("tmp->Altitudes:%s\n", record->Altitudes);
+  NUVEK_DEBUG("tmp->GISInterface:%s\n", record->GISInterface);
+}

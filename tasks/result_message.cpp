@@ -1,0 +1,18 @@
+#include "tasks/result_message.h"
+
+#include "ident/message_id.h"
+#include "link/result_state.h"
+
+int32_t take_result_id(const char* object_path) {
+  const int32_t id = nuvek_generateId();
+  nuvek_set_ObjPathId(object_path, id);
+  return id;
+}
+
+void add_result_envelope(const json::Message& message, int32_t id, const char* object_path, json_value* params) {
+  json_AddStringToObject(message.root(), "RPCMethod", "Result");
+  json_AddNumberToObject(message.root(), "ID", id);
+  json_AddNumberToObject(message.root(), "TaskStatus", 0);
+  json_AddStringToObject(message.root(), "ObjectPath", object_path);
+  json_AddItemToObject(message.root(), "Params", params);
+}

@@ -1,0 +1,146 @@
+#include "tasks/trace_route.h"
+
+#include <cctype>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "core/file.h"
+#include "core/log.h"
+#include "core/text.h"
+#include "link/server.h"
+#include "tasks/result_message.h"
+#include "tasks/task_state.h"
+
+namespace {
+
+constexpr char kObjectPath[] = "NUVEK.TraceRoute";
+constexpr int32_t kMaxTtl = 30;
+constexpr size_t kLineSize = 256;  // a longer line counts as several
+constexpr size_t kWordSize = 32;
+constexpr char kSilentHop[] = "[\"*\", \"null\", \"*\", \"null\", \"*\", \"null\"],";
+
+// Words of a line: hop number, host, address, first time, and further times and units. The ninth is never filled.
+enum Word { kHop, kHost, kAddress, kFirstTime, kFurther, kWordsRead = 8, kWords = 9 };
+
+struct Hop {
+  char words[kWords][kWordSize] = {};
+
+  explicit Hop(const char* line) {
+    for (int k = 0; k < kWordsRead; ++k) {
+      while (isspace(static_cast<unsigned char>(*line)) != 0) ++line;
+      size_t length = 0;
+      for (; *line != '\0' && isspace(static_cast<unsigned char>(*line)) == 0; ++line) {
+        if (length < kWordSize - 1) words[k][length++] = *line;
+      }
+    }
+  }
+  const char* host() const { return words[kHost]; }
+};
+
+// Rows in a buffer of kTracePathSize bytes; what does not fit is cut.
+class Rows {
+ public:
+  explicit Rows(char* out) : out_(out) { out_[0] = '\0'; }
+
+  void append(const char* format, ...) __attribute__((format(printf, 2, 3))) {
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(out_ + length_, kTracePathSize - length_, format, arguments);
+    va_end(arguments);
+    length_ += strlen(out_ + length_);
+  }
+
+  // A host and a time; the opening decides between the first pair of a row and a further one.
+  void append_pair(const char* opening, const char* host, const char* time) {
+    append("%s\"%s\", %s", opening, host, time[0] == '*' ? "\"null\"" : time);
+  }
+
+  void append_hop(const Hop& hop) {
+    append_pair("[", hop.host(), hop.words[kFirstTime]);
+    for (int k = kFurther; k < kWords && hop.words[k][0] != '\0'; ++k) {
+      if (strstr(hop.words[k], "ms") == nullptr) append_pair(", ", hop.host(), hop.words[k]);
+    }
+    append("],");
+  }
+
+  void drop_last_comma() {
+    if (length_ != 0 && out_[length_ - 1] == ',') out_[--length_] = '\0';
+  }
+
+ private:
+  char* out_;
+  size_t length_ = 0;
+};
+
+// Turns the path table, printed as a string, into an array. The rows stand in the string unescaped, so that changing
+// its two outer quotes is enough.
+void open_path_table(char* body) {
+  static constexpr char kMember[] = "\"PathTable\":";
+  char* opening = strstr(body, kMember);
+  if (opening == nullptr) return;
+  opening += strlen(kMember);
+  if (*opening == '"') *opening = '[';
+  char* closing = strstr(body, "\",\"Error\":");
+  if (closing != nullptr) *closing = ']';
+}
+
+}  // namespace
+
+void nuvek_trace_parse(char* out) {
+  const file::Path path(kTraceOutput);
+  const file::Stream output = file::open(path, "r");
+  if (output == nullptr) {
+    printf("can't open %s\n", path.c_str());
+    return;
+  }
+  Rows rows(out);
+  char previous[kWordSize] = "";
+  char line[kLineSize];
+  while (fgets(line, sizeof line, output.get()) != nullptr) {
+    if (strstr(line, "traceroute") != nullptr) continue;
+    const Hop hop(line);
+    if (hop.host()[0] == '*') {
+      rows.append("%s", kSilentHop);
+      continue;
+    }
+    // A line that names the host of the line before, or begins it, is the same hop told again.
+    const bool repeated = previous[0] != '\0' && strncmp(previous, hop.host(), strlen(hop.host())) == 0;
+    if (!repeated) rows.append_hop(hop);
+    text::copy(previous, hop.host());
+  }
+  rows.drop_last_comma();
+}
+
+void nuvek_trace_result(json_value* params) {
+  char address[kAddressSize] = "";
+  char path[kTracePathSize] = "";
+  nuvek_getaddrinfo(g_RemoteSerDomain.traceHost, address);
+  nuvek_trace_parse(path);
+
+  json_value* result = json_new_object();
+  json_AddStringToObject(result, "DestIP", address);
+  json_AddNumberToObject(result, "MaxTTL", kMaxTtl);
+  json_AddStringToObject(result, "Method", "icmp");
+  json_AddStringToObject(result, "PathTable", path);
+  json_AddStringToObject(result, "Error", "null");
+  json_value* wrapper = json_new_object();
+  json_AddItemToObject(wrapper, "TraceRouteResult", result);
+  json_AddItemToObject(params, "NUVEK", wrapper);
+}
+
+void nuvek_trace_test_Report(DevInfo* devinfo, ServerArg*) {
+  char body[kResultBodySize] = "";
+  const json::Message message;
+  json_value* params = json_new_object();
+  NUVEK_DEBUG("Enter");
+  const ReportLink link(__func__);
+  link.open();
+  const int32_t id = take_result_id(kObjectPath);
+  nuvek_trace_result(params);
+  add_result_envelope(message, id, kObjectPath, params);
+  message.print_body(body, sizeof body, devinfo->UUID);
+  open_path_table(body);
+  link.send(body);
+  nuvek_task_setState(kTraceTask);
+}

@@ -1,0 +1,155 @@
+"""Connections: many, slow, half, wild. None may stop the server or hold up the others."""
+import resource
+import time
+
+import pytest
+from gateway import UUID, Answer, Connection, inform0, report, request
+
+
+def test_connection_stays_open_between_requests(platform):
+    with platform.connect() as connection:
+        for message in (inform0(), inform0(), report()):
+            connection.ask(message)
+    assert len({line["peer"] for line in platform.journal(at_least=3)}) == 1
+
+
+def test_connection_stays_open_after_a_refusal(platform):
+    with platform.connect() as connection:
+        connection.send(request("bad"))
+        assert connection.block().startswith(b"HTTP/1.1 400")
+        connection.ask(inform0())
+
+
+def test_request_in_single_bytes_is_one_request(platform):
+    with platform.connect() as connection:
+        for byte in request(inform0()):
+            connection.send(bytes([byte]))
+        Answer(connection.block())
+
+
+def test_pipelined_requests_are_answered_in_order(platform):
+    with platform.connect() as connection:
+        connection.send(request(inform0("12345678")) + request(inform0("87654321")) + request(inform0("13572468")))
+        text = b""
+        while text.count(b"Inform0Response") < 3:
+            text += connection.block()
+    positions = [text.index(i) for i in (b"12345678", b"87654321", b"13572468")]
+    assert positions == sorted(positions)
+
+
+def test_a_thousand_gateways_at_once(start):
+    soft, hard = resource.getrlimit(resource.RLIMIT_NOFILE)
+    wanted = 1200
+    if hard < wanted + 100:
+        pytest.fail("this machine allows %d descriptors only" % hard)
+    resource.setrlimit(resource.RLIMIT_NOFILE, (wanted + 100, hard))
+    connections = []
+    try:
+        platform = start(None, shell_prefix=["sh", "-c", 'ulimit -S -n 256; exec "$@"', "sh"])
+        connections = [Connection(platform.port) for _ in range(wanted)]
+        for number, connection in enumerate(connections):
+            connection.send(request(inform0(uuid="%08x" % number + UUID[8:])))
+        names = {Answer(connection.block()).messages[0]["RegID"] for connection in connections}
+        assert len(names) == wanted
+    finally:
+        for connection in connections:
+            connection.socket.close()
+        resource.setrlimit(resource.RLIMIT_NOFILE, (soft, hard))
+
+
+def test_slow_clients_do_not_hold_up_others(platform):
+    slow = [platform.connect() for _ in range(50)]
+    for number, connection in enumerate(slow):
+        connection.send(request(inform0())[:number * 3])
+    begin = time.monotonic()
+    for _ in range(20):
+        platform.ask(inform0())
+    assert time.monotonic() - begin < 2
+    for connection in slow:
+        connection.socket.close()
+
+
+def test_half_request_is_a_finding_after_its_time(start):
+    platform = start("request_ms: 200")
+    with platform.connect() as connection:
+        connection.send(request(inform0())[:-1])
+        assert connection.ends()
+    (line,) = platform.journal()
+    assert line["verdict"] == ["request not complete after 200 ms"]
+    assert line["request"].encode() == request(inform0())[:-1]
+
+
+def test_dribbling_client_gets_no_more_time(start):
+    platform = start("request_ms: 300")
+    with platform.connect() as connection:
+        begin = time.monotonic()
+        with pytest.raises((BrokenPipeError, ConnectionResetError)):
+            for byte in request(inform0()):
+                connection.send(bytes([byte]))
+                time.sleep(0.02)
+        assert 0.25 < time.monotonic() - begin < 2
+
+
+def test_idle_connection_is_closed_without_a_finding(start):
+    platform = start("idle_ms: 200")
+    with platform.connect() as connection:
+        assert connection.ends()
+    assert platform.journal() == []
+
+
+@pytest.mark.parametrize("cut", [1, 30, 150, -1])
+def test_connection_that_ends_in_a_request_is_a_finding(platform, cut):
+    with platform.connect() as connection:
+        connection.send(request(inform0())[:cut])
+    (line,) = platform.journal(at_least=1)
+    assert line["verdict"] == ["connection ended in the middle of a request"]
+
+
+def test_content_length_beyond_the_body_waits_and_below_it_breaks_the_next(platform):
+    with platform.connect() as connection:
+        connection.send(request(report(), length=41))
+    assert platform.journal(at_least=1)[-1]["verdict"] == ["connection ended in the middle of a request"]
+    with platform.connect() as connection:
+        connection.send(request(report(), length=39))
+        text = connection.block()
+        while not text.endswith(b"\n"):
+            text += connection.block()
+    assert b"body is not JSON" in text
+
+
+@pytest.mark.parametrize("wild", [
+    b"\0" * 300, bytes(range(256)) * 8, b"\x16\x03\x01\x02\x00\x01", b"GARBAGE\r\n\r\n", b"\r\n\r\n\r\n" + b"x" * 5000,
+    b"POST /reg/ HTTP/9.9\r\n\r\n", b"POST /reg/ HTTP/1.1\r\nContent-Length: -5\r\n\r\n",
+    b"POST /reg/ HTTP/1.1\r\nContent-Length: 5\r\nContent-Length: 6\r\n\r\nabcdef",
+    b"POST /reg/ HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n",
+], ids=range(9))
+def test_what_is_no_http_is_refused_and_ends_the_connection(platform, wild):
+    with platform.connect() as connection:
+        connection.send(wild)
+        assert connection.block().startswith(b"HTTP/1.1 400 Bad Request\r\n")
+        assert connection.ends()
+    (line,) = platform.journal(at_least=1)
+    assert line["kind"] == "Bad" and "cannot be read as HTTP: " in line["verdict"][0]
+    assert line["request"].encode("latin-1") == wild[:len(line["request"])]
+    platform.ask(inform0())
+
+
+def test_endless_head_is_cut_off(platform):
+    with platform.connect() as connection:
+        connection.send(b"POST /reg/ HTTP/1.1\r\nX: " + b"a" * 8000)
+        assert connection.block().startswith(b"HTTP/1.1 400 ")
+    assert "header limit" in platform.journal()[0]["verdict"][0]
+
+
+def test_huge_body_is_refused_before_it_comes(platform):
+    with platform.connect() as connection:
+        connection.send(request("", length=10_000_000_000))
+        assert connection.block().startswith(b"HTTP/1.1 400 ")
+        assert connection.ends()
+    assert "body limit" in platform.journal()[0]["verdict"][0]
+
+
+def test_other_paths_are_refused(platform):
+    with platform.connect() as connection:
+        connection.send(b"GET / HTTP/1.1\r\nHost: x\r\n\r\n")
+        assert b'head line "GET / HTTP/1.1" should be "POST /reg/ HTTP/1.1"' in connection.block()

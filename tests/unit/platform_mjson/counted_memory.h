@@ -1,0 +1,15 @@
+// Leads malloc and free of a compiled source through the counters of memory_test.cpp. Included ahead of everything
+// else.
+#ifndef NUVEK_TESTS_UNIT_PLATFORM_MJSON_COUNTED_MEMORY_H
+#define NUVEK_TESTS_UNIT_PLATFORM_MJSON_COUNTED_MEMORY_H
+
+#include <cstddef>
+#include <cstdlib>  // ahead of the macros: it takes them back
+
+extern "C" void* counted_malloc(size_t size);
+extern "C" void counted_free(void* block);
+
+#define malloc counted_malloc
+#define free counted_free
+
+#endif
