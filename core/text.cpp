@@ -1,7 +1,8 @@
 #include "core/text.h"
 
 #include <cctype>
-#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -30,6 +31,16 @@ uint32_t to_uint32(const char* source) {
   const uint32_t value = static_cast<uint32_t>(magnitude);
   return negative ? 0U - value : value;
 }
+
+void Builder::append(const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  vsnprintf(buffer_ + length_, size_ - length_, format, arguments);
+  va_end(arguments);
+  length_ += strlen(buffer_ + length_);
+}
+
+void Builder::drop_last() { buffer_[--length_] = '\0'; }
 
 }  // namespace text
 

@@ -33,6 +33,24 @@ constexpr int32_t wrapping_difference(int32_t a, int32_t b) {
   return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
 }
 
+// Builds a text in a buffer that somebody else holds: takes what fits and lets the rest go.
+class Builder {
+ public:
+  template <size_t Size>
+  explicit Builder(char (&buffer)[Size]) : Builder(buffer, Size) {}
+  Builder(char* buffer, size_t size) : buffer_(buffer), size_(size) { buffer_[0] = '\0'; }
+
+  void append(const char* format, ...) __attribute__((format(printf, 2, 3)));
+  void drop_last();  // takes the last character back; the text is not empty
+  size_t length() const { return length_; }
+  bool ends_with(char last) const { return length_ != 0 && buffer_[length_ - 1] == last; }
+
+ private:
+  char* buffer_;
+  size_t size_;
+  size_t length_ = 0;
+};
+
 }  // namespace text
 
 // Copies every character of `source` but ':' to `destination`, without a terminator: the destination has been zeroed

@@ -94,6 +94,7 @@ int MD5toString(const uint8_t digest[kMd5DigestSize], char* out) {
   return written;
 }
 
+// NOLINTNEXTLINE(readability-function-size): the sixty-four steps are the algorithm.
 void MD5Transform(uint32_t buf[4], const uint32_t in[16]) {
   uint32_t a = buf[0];
   uint32_t b = buf[1];

@@ -1,6 +1,5 @@
 #include "link/dispatch.h"
 
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
@@ -29,33 +28,18 @@ constexpr char kKeyFile[] = "/usr/osgi/nuvekKeyInfo";
 constexpr size_t kKeyTextSize = 2048;
 constexpr int32_t kBackOffSelectTimeout_s = 1;
 
-class KeyText {
- public:
-  void append(const char* format, ...) __attribute__((format(printf, 2, 3))) {
-    va_list arguments;
-    va_start(arguments, format);
-    vsnprintf(text_ + length_, sizeof text_ - length_, format, arguments);
-    va_end(arguments);
-    length_ += strlen(text_ + length_);
-  }
-  void append_block(const char* name, const GisInfo& block, const char* letter) {
-    append("Node:%s\n", name);
-    append("Long=%s\n", block.Long);
-    append("Lat=%s\n", block.Lat);
-    append("Altitudes=%s\n", block.Altitudes);
-    append("HorizontalError=%s\n", block.HorizontalError);
-    append("VerticalError=%s\n", block.VerticalError);
-    append("AreaCode=%s\n", block.AreaCode);
-    append("GISLockTime=%s\n", block.GISLockTime);
-    append("GISDigest=%s\n", block.GISDigest);
-    append("GISInterface=%s\n", letter);
-  }
-  const char* c_str() const { return text_; }
-
- private:
-  char text_[kKeyTextSize] = "";
-  size_t length_ = 0;
-};
+void append_block(text::Builder& keys, const char* name, const GisInfo& block, const char* letter) {
+  keys.append("Node:%s\n", name);
+  keys.append("Long=%s\n", block.Long);
+  keys.append("Lat=%s\n", block.Lat);
+  keys.append("Altitudes=%s\n", block.Altitudes);
+  keys.append("HorizontalError=%s\n", block.HorizontalError);
+  keys.append("VerticalError=%s\n", block.VerticalError);
+  keys.append("AreaCode=%s\n", block.AreaCode);
+  keys.append("GISLockTime=%s\n", block.GISLockTime);
+  keys.append("GISDigest=%s\n", block.GISDigest);
+  keys.append("GISInterface=%s\n", letter);
+}
 
 // Whether an object path found for an answer is the test's, compared over the found path's length.
 bool is_path_of(const char* test, const char* found) {
@@ -130,8 +114,8 @@ int nuvek_RPCResultRes_process(ServerArg*, DevInfo*, const RecvData* record) {
 
 void nuvek_save_keys(const DevInfo* devinfo, const RecvData* record) {
   const file::Path path(kKeyFile);
-  const file::Stream keys = file::open(path, "w");
-  if (keys == nullptr) {
+  const file::Stream file = file::open(path, "w");
+  if (file == nullptr) {
     NUVEK_ERROR("can't open %s\n", path.c_str());
     return;
   }
@@ -139,11 +123,12 @@ void nuvek_save_keys(const DevInfo* devinfo, const RecvData* record) {
   char letter_b[8] = "";
   store::read("nuvek_Entry0", "GISInterface", letter_a);
   store::read("nuvek_Entry1", "GISInterface", letter_b);
-  KeyText text;
-  if (strcmp(letter_a, "A") == 0) text.append_block("Entry0", devinfo->reportInfo.GISInfoA, letter_a);
-  if (strcmp(letter_b, "B") == 0) text.append_block("Entry1", devinfo->reportInfo.GISInfoB, letter_b);
-  text.append("Node:Common\n");
-  text.append("UUID=%s\n", devinfo->UUID);
-  text.append("RegId=%s\n", record->RegID);
-  fputs(text.c_str(), keys.get());
+  char text[kKeyTextSize];
+  text::Builder keys(text);
+  if (strcmp(letter_a, "A") == 0) append_block(keys, "Entry0", devinfo->reportInfo.GISInfoA, letter_a);
+  if (strcmp(letter_b, "B") == 0) append_block(keys, "Entry1", devinfo->reportInfo.GISInfoB, letter_b);
+  keys.append("Node:Common\n");
+  keys.append("UUID=%s\n", devinfo->UUID);
+  keys.append("RegId=%s\n", record->RegID);
+  fputs(text, file.get());
 }

@@ -2,8 +2,6 @@
 
 #include <sys/socket.h>
 
-#include <cstdarg>
-#include <cstdio>
 #include <cstring>
 #include <initializer_list>
 
@@ -12,24 +10,6 @@
 #include "core/text.h"
 
 namespace {
-
-// A text in a fixed buffer that takes what fits and lets the rest go.
-class RequestText {
- public:
-  void append(const char* format, ...) __attribute__((format(printf, 2, 3))) {
-    va_list arguments;
-    va_start(arguments, format);
-    vsnprintf(text_ + length_, sizeof text_ - length_, format, arguments);
-    va_end(arguments);
-    length_ += strlen(text_ + length_);
-  }
-  char* data() { return text_; }
-  size_t length() const { return length_; }
-
- private:
-  char text_[kRequestSize] = "";
-  size_t length_ = 0;
-};
 
 // Blanks the next double quote and returns where it stood; null when there is none.
 char* blank_quote(char* text) {
@@ -64,7 +44,8 @@ int nuvek_sendPostRequest(int fd, char* body) {
   }
 
   const size_t body_length = strlen(body);
-  RequestText request;
+  char head_and_body[kRequestSize];
+  text::Builder request(head_and_body);
   request.append("POST %s HTTP/1.1\r\n", g_server_Arg.urlPath);
   request.append("Host: %s\r\n", g_server_Arg.hostIp);
   request.append("Connection: keep-alive\r\n");
@@ -75,21 +56,26 @@ int nuvek_sendPostRequest(int fd, char* body) {
   // Two short of the request, which has an empty line more: enough to end the loop below, since each send offers all
   // that is left.
   const size_t counted = request.length() + body_length;
+  const size_t whole = counted + strlen("\r\n");
   request.append("\r\n%s", body);
-  NUVEK_DEBUG("send_msg:%s", request.data());
+  NUVEK_DEBUG("send_msg:%s", head_and_body);
 
   const size_t length = request.length();
   for (size_t i = 0; i < counted && i < length; ++i) {
-    if (request.data()[i] == '\t') request.data()[i] = ' ';
+    if (head_and_body[i] == '\t') head_and_body[i] = ' ';
   }
   size_t sent = 0;
-  while (sent < counted) {
-    const ssize_t taken = sent < length ? send(fd, request.data() + sent, length - sent, 0) : -1;
-    if (taken < 1) {  // also when the request was cut and all that fitted is out
+  while (sent < counted && sent < length) {
+    const ssize_t taken = send(fd, head_and_body + sent, length - sent, 0);
+    if (taken < 1) {
       NUVEK_ERROR("send error");
       return -1;
     }
     sent += static_cast<size_t>(taken);
+  }
+  if (length < whole) {  // the request was cut to the buffer: what fitted is out
+    NUVEK_ERROR("send error");
+    return -1;
   }
   NUVEK_DEBUG("send %d byte", static_cast<int>(sent));
   NUVEK_DEBUG("Exit");

@@ -37,7 +37,8 @@ int nuvek_Link_Remoteserver() {
   nuvek_load_server();
   nuvek_get_platServer(host);
   NUVEK_DEBUG("hostIp:%s", host);
-  int fd = nuvek_creatSocket();
+  int fd = g_server_Arg.fd.exchange(-1);
+  if (fd == -1) fd = nuvek_creatSocket();
   NUVEK_DEBUG("g_server_Arg.fd:%d", fd);
 
   for (int attempt = 1;; ++attempt) {

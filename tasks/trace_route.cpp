@@ -1,7 +1,6 @@
 #include "tasks/trace_route.h"
 
 #include <cctype>
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
@@ -38,40 +37,18 @@ struct Hop {
   const char* host() const { return words[kHost]; }
 };
 
-// Rows in a buffer of kTracePathSize bytes; what does not fit is cut.
-class Rows {
- public:
-  explicit Rows(char* out) : out_(out) { out_[0] = '\0'; }
+// Appends a host and a time; the opening decides between the first pair of a row and a further one.
+void append_pair(text::Builder& rows, const char* opening, const char* host, const char* time) {
+  rows.append("%s\"%s\", %s", opening, host, time[0] == '*' ? "\"null\"" : time);
+}
 
-  void append(const char* format, ...) __attribute__((format(printf, 2, 3))) {
-    va_list arguments;
-    va_start(arguments, format);
-    vsnprintf(out_ + length_, kTracePathSize - length_, format, arguments);
-    va_end(arguments);
-    length_ += strlen(out_ + length_);
+void append_row(text::Builder& rows, const Hop& hop) {
+  append_pair(rows, "[", hop.host(), hop.words[kFirstTime]);
+  for (int k = kFurther; k < kWords && hop.words[k][0] != '\0'; ++k) {
+    if (strstr(hop.words[k], "ms") == nullptr) append_pair(rows, ", ", hop.host(), hop.words[k]);
   }
-
-  // A host and a time; the opening decides between the first pair of a row and a further one.
-  void append_pair(const char* opening, const char* host, const char* time) {
-    append("%s\"%s\", %s", opening, host, time[0] == '*' ? "\"null\"" : time);
-  }
-
-  void append_hop(const Hop& hop) {
-    append_pair("[", hop.host(), hop.words[kFirstTime]);
-    for (int k = kFurther; k < kWords && hop.words[k][0] != '\0'; ++k) {
-      if (strstr(hop.words[k], "ms") == nullptr) append_pair(", ", hop.host(), hop.words[k]);
-    }
-    append("],");
-  }
-
-  void drop_last_comma() {
-    if (length_ != 0 && out_[length_ - 1] == ',') out_[--length_] = '\0';
-  }
-
- private:
-  char* out_;
-  size_t length_ = 0;
-};
+  rows.append("],");
+}
 
 // Turns the path table, printed as a string, into an array. The rows stand in the string unescaped, so that changing
 // its two outer quotes is enough.
@@ -94,7 +71,7 @@ void nuvek_trace_parse(char* out) {
     printf("can't open %s\n", path.c_str());
     return;
   }
-  Rows rows(out);
+  text::Builder rows(out, kTracePathSize);
   char previous[kWordSize] = "";
   char line[kLineSize];
   while (fgets(line, sizeof line, output.get()) != nullptr) {
@@ -106,10 +83,10 @@ void nuvek_trace_parse(char* out) {
     }
     // A line that names the host of the line before, or begins it, is the same hop told again.
     const bool repeated = previous[0] != '\0' && strncmp(previous, hop.host(), strlen(hop.host())) == 0;
-    if (!repeated) rows.append_hop(hop);
+    if (!repeated) append_row(rows, hop);
     text::copy(previous, hop.host());
   }
-  rows.drop_last_comma();
+  if (rows.ends_with(',')) rows.drop_last();
 }
 
 void nuvek_trace_result(json_value* params) {

@@ -3,6 +3,7 @@ import resource
 import time
 
 import pytest
+from conftest import wait_for
 from gateway import UUID, Answer, Connection, inform0, report, request
 
 
@@ -153,3 +154,15 @@ def test_other_paths_are_refused(platform):
     with platform.connect() as connection:
         connection.send(b"GET / HTTP/1.1\r\nHost: x\r\n\r\n")
         assert b'head line "GET / HTTP/1.1" should be "POST /reg/ HTTP/1.1"' in connection.block()
+
+
+def test_running_out_of_descriptors_passes(start):
+    platform = start(None, shell_prefix=["sh", "-c", 'ulimit -n 24; exec "$@"', "sh"])
+    connections = [platform.connect() for _ in range(40)]
+    connections[-1].send(request(inform0()))
+    wait_for(lambda: "cannot accept: Too many open files" in platform.err.read_text(), "the message")
+    for connection in connections[:-1]:
+        connection.socket.close()
+    Answer(connections[-1].block())
+    connections[-1].socket.close()
+    assert platform.stop()[0] == 0

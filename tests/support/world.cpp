@@ -93,19 +93,19 @@ int tcapi_set(const char* node, const char* attr, const char* value) {
   const std::lock_guard<std::mutex> lock(world().mutex);
   world().store_calls.push_back(std::string("set ") + node + " " + attr + "=" + value);
   world().store[{node, attr}] = value;
-  return 0;
+  return world().write_result;
 }
 
 int tcapi_commit(const char* node) {
   const std::lock_guard<std::mutex> lock(world().mutex);
   world().store_calls.push_back(std::string("commit ") + node);
-  return 0;
+  return world().write_result;
 }
 
 int tcapi_save(void) {
   const std::lock_guard<std::mutex> lock(world().mutex);
   world().store_calls.push_back("save");
-  return 0;
+  return world().write_result;
 }
 
 int tcdbg_printf(const char* format, ...) {

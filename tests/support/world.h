@@ -30,6 +30,7 @@ struct World {
   std::vector<std::string> calls();
   std::vector<std::string> writes();  // the same without the gets
   void forget_calls();
+  int write_result = 0;  // what tcapi_set(), tcapi_commit() and tcapi_save() answer; the write is done in any case
 
   // --- time ----------------------------------------------------------------------------------------------------------
   // What gettimeofday() and time() answer. The clock stands still until a test moves it.

@@ -1,0 +1,262 @@
+#include "session.h"
+
+#include <boost/asio/write.hpp>
+#include <boost/beast/http/error.hpp>
+
+#include "download.h"
+#include "request_check.h"
+
+namespace desk {
+namespace {
+
+namespace asio = boost::asio;
+namespace http = boost::beast::http;
+
+// A gateway's request has at most 2,047 bytes; somewhat more is read, so that a longer one can be told.
+constexpr size_t kRead_bytes = 4096;
+constexpr uint32_t kMaxHead_bytes = 4096;
+constexpr uint64_t kMaxBody_bytes = 16'384;
+
+// For a client that waits for one acknowledgement before it sends its next GetResponse.
+constexpr std::chrono::milliseconds kHoldLimit{500};
+
+// After an answer that ends the connection: time for the client to take it and close.
+constexpr std::chrono::seconds kDrainLimit{1};
+
+}  // namespace
+
+Session::Session(asio::ip::tcp::socket socket, Platform& platform)
+    : socket_(std::move(socket)),
+      platform_(platform),
+      deadline_(socket_.get_executor()),
+      pause_(socket_.get_executor()) {}
+
+void Session::start() {
+  Error error;
+  socket_.set_option(asio::ip::tcp::no_delay(true), error);
+  own_address_ = socket_.local_endpoint(error).address().to_string();
+  const auto peer = socket_.remote_endpoint(error);
+  if (error) return;  // gone before it was served
+  peer_ = peer.address().to_string() + ":" + std::to_string(peer.port());
+  expect_request();
+}
+
+void Session::expect_request() {
+  parser_.emplace();
+  parser_->eager(true);
+  parser_->header_limit(kMaxHead_bytes);
+  parser_->body_limit(kMaxBody_bytes);
+  raw_.clear();
+  begun_.reset();
+  parse();
+}
+
+Session::Clock::time_point Session::deadline() const {
+  const auto now = Clock::now();
+  if (draining_) return deadline_.expiry();
+  if (!held_.empty()) return now + kHoldLimit;
+  if (begun_) return *begun_ + std::chrono::milliseconds(platform_.scenario.request_ms);
+  return now + std::chrono::milliseconds(platform_.scenario.idle_ms);
+}
+
+void Session::read() {
+  deadline_.expires_at(deadline());
+  deadline_.async_wait([self = shared_from_this()](const Error& error) {
+    // A wait that ended in the same instant as the read must not hit the step that follows.
+    if (error || self->deadline_.expiry() > Clock::now()) return;
+    Error ignored;
+    self->socket_.cancel(ignored);
+  });
+  socket_.async_read_some(in_.prepare(kRead_bytes), [self = shared_from_this()](const Error& error, size_t length) {
+    if (!self->draining_) self->deadline_.expires_at(Clock::time_point::max());
+    self->on_read(error, length);
+  });
+}
+
+void Session::on_read(const Error& error, size_t length) {
+  if (draining_) {
+    error ? close(false) : read();
+  } else if (error == asio::error::operation_aborted) {
+    on_deadline();
+  } else if (error) {
+    end("connection ended in the middle of a request");
+  } else {
+    in_.commit(length);
+    parse();
+  }
+}
+
+void Session::on_deadline() {
+  if (!held_.empty()) {
+    flush_held();
+  } else {
+    end("request not complete after " + std::to_string(platform_.scenario.request_ms) + " ms");
+  }
+}
+
+void Session::parse() {
+  if (in_.size() > 0 && !begun_) begun_ = Clock::now();
+  Error error;
+  while (in_.size() > 0 && !parser_->is_done() && !error) {
+    const size_t used = parser_->put(in_.data(), error);
+    raw_.append(static_cast<const char*>(in_.data().data()), used);
+    in_.consume(used);
+  }
+  if (error && error != http::error::need_more) {
+    on_broken_request(error.message());
+  } else if (parser_->is_done()) {
+    on_request();
+  } else {
+    read();
+  }
+}
+
+void Session::on_request() {
+  const auto& request = parser_->get();
+  const std::string target(request.target());
+  close_after_ = !request.keep_alive();
+  exchange_ = {};
+  exchange_.peer = peer_;
+  exchange_.request = raw_;
+  if (request.method() == http::verb::get && target.rfind("/speedtest/", 0) == 0) {
+    exchange_.kind = Kind::kSpeedTest;
+    exchange_.path = target;
+  } else {
+    check_request(exchange_, own_address_);
+  }
+  answer();
+}
+
+// Where the next request would begin is not known: the connection ends with the answer.
+void Session::on_broken_request(const std::string& reason) {
+  close_after_ = true;
+  exchange_ = {};
+  exchange_.peer = peer_;
+  exchange_.request = raw_ + std::string(static_cast<const char*>(in_.data().data()), in_.size());
+  exchange_.findings.push_back("cannot be read as HTTP: " + reason);
+  in_.consume(in_.size());
+  answer();
+}
+
+void Session::answer() {
+  if (!exchange_.uuid.empty()) uuid_ = exchange_.uuid;
+  reply_ = platform_.conversation.answer(exchange_);
+  wait(reply_.delay_ms, &Session::carry_out);
+}
+
+void Session::wait(int ms, Step then) {
+  if (ms == 0) {
+    (this->*then)();
+    return;
+  }
+  pause_.expires_after(std::chrono::milliseconds(ms));
+  pause_.async_wait([self = shared_from_this(), then](const Error&) { (self.get()->*then)(); });
+}
+
+void Session::carry_out() {
+  if (exchange_.kind == Kind::kGetResponse && exchange_.id) open_gets_.erase(*exchange_.id);
+  open_gets_.insert(reply_.asked.begin(), reply_.asked.end());
+  const bool downloads = exchange_.kind == Kind::kSpeedTest && reply_.fault == Fault::kNone;
+  if (downloads) {
+    download();
+    return;
+  }
+  platform_.tell(exchange_);
+  out_ = held_ + reply_.bytes;
+  held_.clear();
+  if (reply_.fault == Fault::kClose || reply_.fault == Fault::kReset) {
+    close(reply_.fault == Fault::kReset);
+  } else if (reply_.fault == Fault::kTwoPieces) {
+    write(out_.size() / 2, &Session::write_second_piece);
+  } else if (exchange_.kind == Kind::kGetResponse && exchange_.findings.empty() && !open_gets_.empty()) {
+    held_.swap(out_);
+    expect_request();
+  } else {
+    write(out_.size(), &Session::after_answer);
+  }
+}
+
+void Session::flush_held() {
+  out_.swap(held_);
+  held_.clear();
+  // What has come of the next request stays where it is.
+  write(out_.size(), &Session::parse);
+}
+
+// Sends the first `length` bytes of `out_` and takes them off it.
+void Session::write(size_t length, Step then) {
+  asio::async_write(socket_, asio::buffer(out_.data(), length),
+                    [self = shared_from_this(), then](const Error& error, size_t written) {
+                      if (error) return self->end("");
+                      self->out_.erase(0, written);
+                      (self.get()->*then)();
+                    });
+}
+
+void Session::write_second_piece() {
+  pause_.expires_after(std::chrono::milliseconds(reply_.gap_ms));
+  pause_.async_wait(
+      [self = shared_from_this()](const Error&) { self->write(self->out_.size(), &Session::after_answer); });
+}
+
+void Session::download() {
+  const DownloadSettings& settings = platform_.scenario.download;
+  exchange_.answer = download_head(settings);
+  if (settings.duration_s != 0) close_after_ = true;
+  out_ = exchange_.answer;
+  const auto done = [self = shared_from_this()](uint64_t sent, bool complete) {
+    self->exchange_.outcome = std::to_string(sent) + " bytes" + (complete ? "" : ", then the client left");
+    self->platform_.tell(self->exchange_);
+    complete ? self->after_answer() : self->close(false);
+  };
+  asio::async_write(socket_, asio::buffer(out_), [self = shared_from_this(), done](const Error& error, size_t) {
+    if (error) return done(0, false);
+    std::make_shared<Download>(self->socket_, self->platform_.scenario.download, done)->start();
+  });
+}
+
+void Session::after_answer() { close_after_ ? drain() : expect_request(); }
+
+// A close with unread bytes would reset the connection under the answer; so the client closes first, within a limit.
+void Session::drain() {
+  Error ignored;
+  socket_.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
+  draining_ = true;
+  deadline_.expires_after(kDrainLimit);
+  read();
+}
+
+void Session::end(const std::string& half_request_finding) {
+  const bool half_request = begun_ && !half_request_finding.empty();
+  if (half_request) {
+    exchange_ = {};
+    exchange_.peer = peer_;
+    exchange_.request = raw_ + std::string(static_cast<const char*>(in_.data().data()), in_.size());
+    exchange_.outcome = "closed";
+    exchange_.findings.push_back(half_request_finding);
+    platform_.tell(exchange_);
+  }
+  close(false);
+}
+
+void Session::tell_unanswered_gets() {
+  if (open_gets_.empty()) return;
+  Exchange missing;
+  missing.kind = Kind::kGetResponse;
+  missing.peer = peer_;
+  missing.uuid = uuid_;
+  missing.outcome = "closed";
+  for (const int id : open_gets_) missing.findings.push_back("Get " + std::to_string(id) + " was not answered");
+  open_gets_.clear();
+  platform_.tell(missing);
+}
+
+void Session::close(bool with_reset) {
+  tell_unanswered_gets();
+  Error ignored;
+  if (with_reset) socket_.set_option(asio::socket_base::linger(true, 0), ignored);
+  deadline_.expires_at(Clock::time_point::max());
+  socket_.close(ignored);
+}
+
+}  // namespace desk

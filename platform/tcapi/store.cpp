@@ -1,0 +1,218 @@
+#include "platform/tcapi/store.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace tcapi_store {
+namespace {
+
+constexpr char kDefaultFolder[] = "/var/lib/tcapi";
+constexpr mode_t kFolderMode = 0777;  // less the umask
+
+static_assert(std::atomic<uint32_t>::is_always_lock_free,
+              "the generation is shared by processes that know no common lock");
+
+// Writes the path of the store's folder. Returns false when it is too long.
+bool folder_of_environment(char (&path)[kPathMaxBytes]) {
+  const char* const store = getenv("TCAPI_STORE");
+  const char* const root = getenv("NUVEK_ROOT");
+  const int length = store != nullptr
+                         ? snprintf(path, sizeof path, "%s", store)
+                         : snprintf(path, sizeof path, "%s%s", root != nullptr ? root : "", kDefaultFolder);
+  return length >= 0 && static_cast<size_t>(length) < sizeof path;
+}
+
+bool same_file(const FileId& a, const FileId& b) { return a.device == b.device && a.inode == b.inode; }
+
+}  // namespace
+
+bool Store::refresh() {
+  if (!follow_environment()) return false;
+  if (is_current()) return true;
+  const LockedFolder folder(folder_);
+  return attach(folder) && load(folder);
+}
+
+bool Store::is_current() const {
+  return is_loaded_ && generation_->load(std::memory_order_acquire) == loaded_generation_;
+}
+
+Place Store::find(std::string_view node, std::string_view attr) const {
+  return tcapi_store::find(text(), nodes_, node_count_, node, attr);
+}
+
+bool Store::change(const char* node, const char* attr, const char* value) {
+  if (!follow_environment()) return false;
+  if (node == nullptr || attr == nullptr || value == nullptr || !is_sane_name(node) || !is_sane_name(attr)) {
+    refusing_.say("cannot set: a name is 1 to %zu visible characters without '=', '#', '[' and ']'", kNameMaxChars);
+    return false;
+  }
+  const std::string_view new_value{value, strnlen(value, TCAPI_VALUE_MAX + 1)};
+  if (new_value.size() > TCAPI_VALUE_MAX) {
+    refusing_.say("cannot set %s %s: the value is longer than %d characters", node, attr, TCAPI_VALUE_MAX);
+    return false;
+  }
+  const LockedFolder folder(folder_);
+  if (!attach(folder) || !load_if_changed(folder)) return false;
+  const Place place = find(node, attr);
+  char entry[kEntryMaxBytes];
+  const std::string_view middle{entry, write_entry(place, node, attr, new_value, entry)};
+  const char* const old = text().data();
+  if (std::string_view{old + place.begin, place.end - place.begin} == middle) return true;
+  return publish(folder, {{old, place.begin}, middle, {old + place.end, text().size() - place.end}});
+}
+
+bool Store::save() {
+  if (!follow_environment()) return false;
+  const LockedFolder folder(folder_);
+  if (!attach(folder)) return false;
+  // What stands in flash may be somebody's spoiled work: it must be a store before a store takes its place.
+  forget();
+  if (read(folder, kFlashFile, saving_) == Reading::kRefused) return false;
+  return load(folder) && replace_flash(folder);
+}
+
+// Takes the folder that the environment names now. Returns false when there is no such path.
+bool Store::follow_environment() {
+  char path[kPathMaxBytes];
+  if (!folder_of_environment(path)) {
+    loading_.say("the path of the store's folder is longer than %zu characters", kPathMaxBytes - 1);
+    return false;
+  }
+  if (strcmp(path, folder_) == 0) return true;
+  memcpy(folder_, path, strlen(path) + 1);
+  forget();
+  return true;
+}
+
+// Maps the generation of this folder's lock file, unless it is mapped already.
+bool Store::attach(const LockedFolder& folder) {
+  struct stat status;
+  if (!folder.is_held() || fstat(folder.lock_fd(), &status) != 0) {
+    loading_.say("%s: the store's folder cannot be used: %s", folder_, strerror(errno));
+    return false;
+  }
+  if (generation_ != nullptr && same_file(lock_id_, id_of(status))) return true;
+  if (generation_ != nullptr) munmap(generation_, sizeof *generation_);
+  generation_ = nullptr;
+  forget();
+  // Written, not only made longer: a full disk shall be told here and not by a signal at the mapped word.
+  const char zero[sizeof *generation_] = {};
+  const bool has_word = status.st_size >= off_t{sizeof zero} || write_all(folder.lock_fd(), {zero, sizeof zero});
+  void* const word =
+      has_word ? mmap(nullptr, sizeof zero, PROT_READ | PROT_WRITE, MAP_SHARED, folder.lock_fd(), 0) : MAP_FAILED;
+  if (word == MAP_FAILED) {
+    loading_.say("%s/%s: cannot be used: %s", folder_, kLockFile, strerror(errno));
+    return false;
+  }
+  generation_ = static_cast<std::atomic<uint32_t>*>(word);
+  lock_id_ = id_of(status);
+  return true;
+}
+
+bool Store::load(const LockedFolder& folder) {
+  forget();
+  Reading level = read(folder, kLevelFile, loading_);
+  if (level == Reading::kMissing) {
+    if (!make_live(folder)) return false;
+    level = read(folder, kLevelFile, loading_);
+  }
+  if (level != Reading::kSound || !list_nodes()) return false;
+  loading_.settle();
+  uint32_t generation = generation_->load(std::memory_order_relaxed);
+  if (generation % 2 != 0) generation_->store(++generation, std::memory_order_release);  // its writer died
+  loaded_generation_ = generation;
+  is_loaded_ = true;
+  return true;
+}
+
+// For writers, who look at the file itself: the live level may have been taken away, as in a power cut, or edited.
+bool Store::load_if_changed(const LockedFolder& folder) {
+  struct stat status;
+  const bool same_level = fstatat(folder.fd(), kLevelFile, &status, 0) == 0 && id_of(status) == text_.id();
+  return (same_level && is_current()) || load(folder);
+}
+
+// Loads flash, an empty store when there is none yet, and makes it the live level.
+bool Store::make_live(const LockedFolder& folder) {
+  const Reading flash = read(folder, kFlashFile, loading_);
+  if (flash == Reading::kRefused) return false;
+  const char* const reason = flash == Reading::kMissing ? text_.assign(kFirstLine, kLastLine) : nullptr;
+  if (reason == nullptr && (mkdirat(folder.fd(), kLiveFolder, kFolderMode) == 0 || errno == EEXIST)) {
+    return publish(folder, {text(), {}, {}});
+  }
+  loading_.say("%s/%s: cannot be made: %s", folder_, kLiveFolder, reason != nullptr ? reason : strerror(errno));
+  return false;
+}
+
+bool Store::list_nodes() {
+  node_count_ = tcapi_store::list_nodes(text(), nodes_, node_room_);
+  if (node_count_ <= node_room_) return true;
+  auto* const nodes = static_cast<uint32_t*>(realloc(nodes_, node_count_ * sizeof *nodes_));
+  if (nodes == nullptr) {
+    loading_.say("%s: the store cannot be loaded: %s", folder_, strerror(ENOMEM));
+    return false;
+  }
+  nodes_ = nodes;
+  node_room_ = tcapi_store::list_nodes(text(), nodes_, node_count_);
+  return true;
+}
+
+// Makes the parts the live level. It is not brought to the disk: a power cut takes the live level anyway.
+bool Store::publish(const LockedFolder& folder, const Parts& parts) {
+  if (parts.head.size() + parts.middle.size() + parts.tail.size() > kStoreMaxBytes) {
+    changing_.say("%s: the store is full (%zu bytes)", folder_, kStoreMaxBytes);
+    return false;
+  }
+  if (!write_file(folder.fd(), kNewLevelFile, parts, false) || !take_new_level(folder)) {
+    changing_.say("%s/%s: cannot be written: %s", folder_, kLevelFile, strerror(errno));
+    return false;
+  }
+  changing_.settle();
+  return true;
+}
+
+bool Store::take_new_level(const LockedFolder& folder) {
+  forget();
+  const uint32_t changing = generation_->load(std::memory_order_relaxed) | 1U;
+  generation_->store(changing, std::memory_order_release);
+  const bool taken = renameat(folder.fd(), kNewLevelFile, folder.fd(), kLevelFile) == 0;
+  generation_->store(changing + 1, std::memory_order_release);
+  return taken;
+}
+
+bool Store::replace_flash(const LockedFolder& folder) {
+  if (write_file(folder.fd(), kNewFlashFile, {text(), {}, {}}, true) &&
+      renameat(folder.fd(), kNewFlashFile, folder.fd(), kFlashFile) == 0 && fsync(folder.fd()) == 0) {
+    saving_.settle();
+    return true;
+  }
+  saving_.say("%s/%s: cannot be written: %s", folder_, kFlashFile, strerror(errno));
+  return false;
+}
+
+// Reads one of the store's files into text_, says on standard error what is wrong with it.
+Store::Reading Store::read(const LockedFolder& folder, const char* name, Complaint& complaint) {
+  // Not to hang where somebody put a pipe.
+  const Fd file(openat(folder.fd(), name, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  if (!file.is_open() && errno == ENOENT) return Reading::kMissing;
+  const char* const reason = text_.read(file, kStoreMaxBytes);
+  if (reason != nullptr) {
+    complaint.say("%s/%s: refused: %s", folder_, name, reason);
+    return Reading::kRefused;
+  }
+  const Fault fault = check(text());
+  if (fault.reason != nullptr) {
+    complaint.say("%s/%s: refused: line %u: %s", folder_, name, fault.line, fault.reason);
+    return Reading::kRefused;
+  }
+  return Reading::kSound;
+}
+
+}  // namespace tcapi_store

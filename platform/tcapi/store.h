@@ -1,0 +1,69 @@
+// The store of one process: the live level as it was last read, and the way to change it. Not thread-safe: the caller
+// holds a lock of its own.
+#ifndef NUVEK_PLATFORM_TCAPI_STORE_H
+#define NUVEK_PLATFORM_TCAPI_STORE_H
+
+#include <atomic>
+#include <cstdint>
+#include <string_view>
+
+#include "platform/tcapi/complaint.h"
+#include "platform/tcapi/store_file.h"
+#include "platform/tcapi/store_text.h"
+
+namespace tcapi_store {
+
+class Store {
+ public:
+  // Makes text() the live level of this moment, without a system call when nobody changed it. Returns false, and says
+  // why on standard error, when the store is refused.
+  bool refresh();
+
+  // Whether nobody changed the live level since the last refresh(). No system call.
+  bool is_current() const;
+
+  // Where an attribute stands in text(); after a refresh() that succeeded.
+  Place find(std::string_view node, std::string_view attr) const;
+  std::string_view text() const { return text_.view(); }
+  const char* folder() const { return folder_; }
+
+  // Each returns false when nothing was changed, and says why on standard error.
+  bool change(const char* node, const char* attr, const char* value);
+  bool save();
+
+ private:
+  enum class Reading { kSound, kMissing, kRefused };
+
+  bool follow_environment();
+  bool attach(const LockedFolder& folder);
+  bool load(const LockedFolder& folder);
+  bool load_if_changed(const LockedFolder& folder);
+  bool make_live(const LockedFolder& folder);
+  bool list_nodes();
+  bool publish(const LockedFolder& folder, const Parts& parts);
+  bool take_new_level(const LockedFolder& folder);
+  bool replace_flash(const LockedFolder& folder);
+  Reading read(const LockedFolder& folder, const char* name, Complaint& complaint);
+  void forget() { is_loaded_ = false; }
+
+  char folder_[kPathMaxBytes] = "";
+  // In the lock file, shared by all processes. Even while the live level stands still, and odd from just before a new
+  // level takes the old one's name until just after: a writer that dies in between leaves it odd, and then every
+  // process reads the level anew.
+  std::atomic<uint32_t>* generation_ = nullptr;
+  FileId lock_id_{};
+  bool is_loaded_ = false;
+  uint32_t loaded_generation_ = 0;
+  FileText text_;
+  uint32_t* nodes_ = nullptr;  // where the [node] lines of text_ begin
+  size_t node_count_ = 0;
+  size_t node_room_ = 0;
+  Complaint loading_;
+  Complaint refusing_;
+  Complaint changing_;
+  Complaint saving_;
+};
+
+}  // namespace tcapi_store
+
+#endif

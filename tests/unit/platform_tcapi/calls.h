@@ -1,0 +1,30 @@
+// The library's system calls, as this test program sees them: it defines these calls itself, so the library's pass
+// through here, and a test can count them, let one fail, or have its process killed between any two.
+#ifndef NUVEK_TESTS_PLATFORM_TCAPI_CALLS_H
+#define NUVEK_TESTS_PLATFORM_TCAPI_CALLS_H
+
+#include <string>
+
+namespace calls {
+
+// From now on the process kills itself at this step; every call is two steps, ahead of it and after it. The first is 1.
+void die_at_step(int step);
+
+// From now on the call of this number fails with this error. The first is 1.
+void fail_at_call(int call, int error);
+
+// From now on the calls are only counted.
+void count();
+
+// From now on each write takes one byte only.
+void write_bytes_singly();
+
+// How many calls there were since then; everything is back to normal.
+int stop();
+
+// The names of those calls in their order, each with a blank after it.
+std::string names();
+
+}  // namespace calls
+
+#endif

@@ -1,0 +1,122 @@
+// Processes killed in the middle of their work: the level is the old one or the new one, and nobody else is held up.
+#include <sys/mman.h>
+
+#include <atomic>
+#include <csignal>
+
+#include "calls.h"
+#include "fixture.h"
+
+namespace {
+
+class CrashTest : public StoreTest {
+ protected:
+  // Runs the body in a process that is killed at step 1, then in one that is killed at step 2, and so on until one
+  // lives to its end. After each death the check looks at what is left.
+  template <typename Prepare, typename Body, typename Check>
+  static void kill_at_every_step(const Prepare& prepare, const Body& body, const Check& look) {
+    constexpr int kTooManySteps = 500;
+    int step = 0;
+    int end = -SIGKILL;
+    while (end == -SIGKILL && ++step < kTooManySteps) {
+      prepare();
+      end = end_of(start_process([&] {
+        calls::die_at_step(step);
+        return body();
+      }));
+      SCOPED_TRACE("killed at step " + std::to_string(step));
+      look();
+    }
+    EXPECT_EQ(end, 0);
+    EXPECT_GT(step, 20) << "the calls do not pass through the test program";
+  }
+
+  // This process and a new one must agree.
+  void expect_old_or_new() const {
+    const std::string value = get("n", "a");
+    EXPECT_TRUE(value == "old" || value == "new") << value;
+    EXPECT_EQ(tool({"get", "n", "a"}).out, value + "\n");
+    EXPECT_EQ(get("n", "kept"), "as it was");
+  }
+};
+
+TEST_F(CrashTest, KilledWhileItSets) {
+  kill_at_every_step(
+      [] {
+        ASSERT_EQ(tcapi_set("n", "kept", "as it was"), 0);
+        ASSERT_EQ(tcapi_set("n", "a", "old"), 0);
+      },
+      [] { return tcapi_set("n", "a", "new"); }, [this] { expect_old_or_new(); });
+  EXPECT_EQ(get("n", "a"), "new");
+}
+
+TEST_F(CrashTest, KilledWhileItLoadsFlash) {
+  write_file(flash(), "# tcapi store 1\n[n]\na=old\nkept=as it was\n# end\n");
+  kill_at_every_step([this] { cut_power(); }, [] { return tcapi_set("n", "a", "new"); },
+                     [this] {
+                       const std::string fresh = tool({"get", "n", "a"}).out;
+                       EXPECT_TRUE(fresh == "old\n" || fresh == "new\n") << fresh;
+                       expect_old_or_new();
+                     });
+}
+
+TEST_F(CrashTest, KilledWhileItMakesTheStore) {
+  int run = 0;
+  kill_at_every_step([&] { use_folder(home_ + "/deep/" + std::to_string(++run)); },
+                     [] { return tcapi_set("n", "a", "new"); },
+                     [] {
+                       const std::string value = get("n", "a");
+                       EXPECT_TRUE(value == "<none>" || value == "new") << value;
+                       EXPECT_EQ(tcapi_set("n", "b", "after"), 0);
+                       EXPECT_EQ(get("n", "b"), "after");
+                     });
+}
+
+TEST_F(CrashTest, KilledWhileItSaves) {
+  const std::string old_text = "# tcapi store 1\n[n]\na=old\n# end\n";
+  const std::string new_text = "# tcapi store 1\n[n]\na=new\n# end\n";
+  kill_at_every_step(
+      [] {
+        tcapi_set("n", "a", "old");
+        ASSERT_EQ(tcapi_save(), 0);
+        tcapi_set("n", "a", "new");
+      },
+      [] { return tcapi_save(); },
+      [&] {
+        const std::string text = read_file(flash());
+        EXPECT_TRUE(text == old_text || text == new_text) << text;
+        EXPECT_EQ(get("n", "a"), "new");
+      });
+  EXPECT_EQ(read_file(flash()), new_text);
+}
+
+// At any moment, not only between calls: the reader sees each value that the writer was told to be set.
+TEST_F(CrashTest, KilledAtAnyMomentLosesNothingThatWasAcknowledged) {
+  constexpr int kDeaths = 40;
+  auto* const done = static_cast<std::atomic<int>*>(
+      mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+  ASSERT_NE(static_cast<void*>(done), MAP_FAILED);
+  ASSERT_EQ(tcapi_set("n", "count", "0"), 0);
+  for (int death = 0; death < kDeaths; ++death) {
+    const int begin = *done;
+    const pid_t writer = start_process([&] {
+      for (int next = *done + 1; tcapi_set("n", "count", std::to_string(next).c_str()) == 0; ++next) *done = next;
+      return 1;
+    });
+    int seen = begin;
+    // Each death after a different number of changes, and at whatever place that happens to be.
+    while (*done < begin + 1 + death % 7) {
+      const int count = std::stoi(get("n", "count"));
+      ASSERT_GE(count, seen);
+      seen = count;
+    }
+    kill(writer, SIGKILL);
+    EXPECT_EQ(end_of(writer), -SIGKILL);
+    const int count = std::stoi(get("n", "count"));
+    EXPECT_TRUE(count == *done || count == *done + 1) << count << " after " << *done;
+    *done = count;
+  }
+  munmap(done, sizeof(std::atomic<int>));
+}
+
+}  // namespace

@@ -1,0 +1,163 @@
+// The tool as a shell sees it: output, messages, exit status.
+#include <poll.h>
+
+#include <csignal>
+
+#include "fixture.h"
+
+namespace {
+
+class ToolTest : public StoreTest {
+ protected:
+  void expect(const std::vector<std::string>& words, int status, const std::string& out, const std::string& err) const {
+    const ToolRun run = tool(words);
+    EXPECT_EQ(run.status, status);
+    EXPECT_EQ(run.out, out);
+    EXPECT_EQ(run.err, err);
+  }
+};
+
+TEST_F(ToolTest, SetThenGetPrintsTheValueAlone) {
+  expect({"set", "n", "a", "a value"}, 0, "", "");
+  expect({"get", "n", "a"}, 0, "a value\n", "");
+  EXPECT_EQ(get("n", "a"), "a value");
+}
+
+TEST_F(ToolTest, ValuesAreTakenAsTheyAre) {
+  for (const char* value : {"", "--help", "-1", "\\n", "two\nlines", "a=b", "# end"}) {
+    expect({"set", "n", "a", value}, 0, "", "");
+    expect({"get", "n", "a"}, 0, std::string(value) + "\n", "");
+  }
+}
+
+TEST_F(ToolTest, MissingNodeAndAttributeAreTold) {
+  tcapi_set("n", "a", "1");
+  expect({"get", "m", "a"}, 1, "", "tcapi: no node m\n");
+  expect({"get", "n", "b"}, 1, "", "tcapi: no attribute b in node n\n");
+  expect({"commit", "m"}, 1, "", "tcapi: no node m\n");
+  expect({"show", "m"}, 1, "", "tcapi: no node m\n");
+}
+
+TEST_F(ToolTest, CommitAndSave) {
+  tcapi_set("n", "a", "1");
+  expect({"commit", "n"}, 0, "", "");
+  EXPECT_FALSE(std::filesystem::exists(flash()));
+  expect({"save"}, 0, "", "");
+  EXPECT_EQ(read_file(flash()), "# tcapi store 1\n[n]\na=1\n# end\n");
+}
+
+TEST_F(ToolTest, ShowPrintsAllOrOneNode) {
+  write_file(flash(), "# tcapi store 1\n# comment\n[n]\na=1\n\nb=x\\ny\n[m]\nc=3\n# end\n");
+  expect({"show"}, 0, "[n]\na=1\nb=x\\ny\n[m]\nc=3\n", "");
+  expect({"show", "m"}, 0, "[m]\nc=3\n", "");
+}
+
+TEST_F(ToolTest, RefusedStoreIsStatusOneWithTheReason) {
+  write_file(flash(), "no store\n");
+  const std::string reason =
+      "tcapi: " + flash() + ": refused: line 1: not a store: its first line is not \"# tcapi store 1\"\n";
+  expect({"get", "n", "a"}, 1, "", reason);
+  expect({"set", "n", "a", "1"}, 1, "", reason);
+  expect({"commit", "n"}, 1, "", reason);
+  expect({"save"}, 1, "", reason);
+  expect({"show"}, 1, "", reason);
+  expect({"watch"}, 1, "", reason);
+  EXPECT_EQ(read_file(flash()), "no store\n");
+}
+
+TEST_F(ToolTest, RefusedValueIsStatusOne) {
+  expect({"set", "n", "a", std::string(1024, 'v')}, 1, "",
+         "tcapi: cannot set n a: the value is longer than 1023 characters\n");
+  expect({"set", "n=", "a", "v"}, 1, "",
+         "tcapi: cannot set: a name is 1 to 63 visible characters without '=', '#', '[' and ']'\n");
+}
+
+TEST_F(ToolTest, WrongUsageIsStatusTwo) {
+  const std::string more = "; \"tcapi --help\" tells more\n";
+  expect({}, 2, "", "tcapi: no command" + more);
+  expect({"list"}, 2, "", "tcapi: no such command: list" + more);
+  const std::vector<std::vector<std::string>> wrong = {
+      {"get"},       {"get", "n"},       {"get", "n", "a", "b"}, {"set", "n", "a"}, {"commit"},
+      {"save", "n"}, {"show", "n", "a"}, {"watch", "n"},         {"set", "n"},      {"commit", "n", "m"}};
+  for (const auto& words : wrong) expect(words, 2, "", "tcapi: wrong number of words for " + words[0] + more);
+}
+
+TEST_F(ToolTest, HelpGoesToStandardOutput) {
+  const ToolRun run = tool({"--help"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.err, "");
+  for (const char* command : {"get NODE ATTR", "set NODE ATTR VALUE", "commit NODE", "save", "show [NODE]", "watch"}) {
+    EXPECT_NE(run.out.find(std::string("\n  ") + command), std::string::npos) << command;
+  }
+}
+
+TEST_F(ToolTest, OutputThatCannotBeWrittenIsAnError) {
+  tcapi_set("n", "a", "1");
+  const pid_t pid = start_process([] {
+    redirect(STDOUT_FILENO, "/dev/full");
+    redirect(STDERR_FILENO, "/dev/null");
+    return become_tool({"get", "n", "a"});
+  });
+  EXPECT_EQ(end_of(pid), 1);
+}
+
+// "tcapi watch" with its two outputs on pipes.
+class Watch {
+ public:
+  template <typename Start>
+  explicit Watch(const Start& become_watch) {
+    EXPECT_EQ(pipe2(out_, O_CLOEXEC), 0);
+    EXPECT_EQ(pipe2(err_, O_CLOEXEC), 0);
+    pid_ = start_process([&] {
+      dup2(out_[1], STDOUT_FILENO);
+      dup2(err_[1], STDERR_FILENO);
+      return become_watch();
+    });
+  }
+  ~Watch() {
+    kill(pid_, SIGINT);
+    EXPECT_EQ(end_of(pid_), -SIGINT);
+    for (const int fd : {out_[0], out_[1], err_[0], err_[1]}) close(fd);
+  }
+  Watch(const Watch&) = delete;
+  Watch& operator=(const Watch&) = delete;
+
+  std::string line() { return line_of(out_[0]); }
+  std::string message() { return line_of(err_[0]); }
+
+ private:
+  static std::string line_of(int fd) {
+    std::string line;
+    pollfd wait = {fd, POLLIN, 0};
+    for (char c = 0; c != '\n'; line += c) {
+      if (poll(&wait, 1, int{kPatience_s} * 1000) != 1) return line + "<nothing more>";
+      if (read(fd, &c, 1) != 1) return line + "<end>";
+    }
+    return line;
+  }
+
+  int out_[2];
+  int err_[2];
+  pid_t pid_;
+};
+
+TEST_F(ToolTest, WatchPrintsEachChangeOfOtherProcesses) {
+  tcapi_set("n", "a", "1");
+  tcapi_set("n", "b", "1");
+  tcapi_save();
+  Watch watch([] { return become_tool({"watch"}); });
+  ASSERT_EQ(watch.message(), "tcapi: watching " + folder_ + "\n");
+  tcapi_set("n", "a", "2");
+  ASSERT_EQ(watch.line(), "n a=2\n");
+  tcapi_set("m", "new", "x\ny");
+  ASSERT_EQ(watch.line(), "m new=x\\ny\n");
+  tcapi_set("m", "new", "x\ny");
+  tcapi_set("n", "b", "");
+  ASSERT_EQ(watch.line(), "n b=\n");
+  cut_power();
+  EXPECT_EQ(tool({"get", "n", "a"}).out, "1\n");
+  ASSERT_EQ(watch.line(), "n a=1\n");
+  ASSERT_EQ(watch.line(), "n b=1\n");
+}
+
+}  // namespace
