@@ -1,10 +1,10 @@
-// The gateway's JSON document tree. On a gateway the device's own libmjson-1.5.so stands behind these declarations; on a
-// desk the stand-in in platform/mjson/ does.
+// The gateway's JSON document tree. On a gateway the device's own libmjson-1.5.so stands behind these declarations; on
+// a desk the stand-in in platform/mjson/ does.
 //
-// A document is a tree of values. An object's children are labels (the member names); a label has exactly one child, the
-// member's value; an array's children are its elements. Strings and numbers are kept and printed as the very bytes they
-// were given: nothing is escaped, unescaped or converted. Children keep the order in which they were inserted, and equal
-// labels stand side by side. Printed text has no white space.
+// A document is a tree of values. An object's children are labels (the member names); a label has exactly one child,
+// the member's value; an array's children are its elements. Strings and numbers are kept and printed as the very bytes
+// they were given: nothing is escaped, unescaped or converted. Children keep the order in which they were inserted, and
+// equal labels stand side by side. Printed text has no white space.
 #ifndef NUVEK_PLATFORM_MJSON_H
 #define NUVEK_PLATFORM_MJSON_H
 
@@ -16,17 +16,17 @@ typedef struct json_value json_value;
 
 enum json_error {
   JSON_OK = 0,
-  JSON_BAD_TREE = 1,   // null argument, a child that has a parent already, or a child its parent cannot take
-  JSON_BAD_TEXT = 2,   // the text is not one JSON value (RFC 8259 structure and numbers, nothing after the value)
-  JSON_TOO_DEEP = 3,   // more than JSON_DEPTH_MAX objects and arrays inside one another
+  JSON_BAD_TREE = 1,  // null argument, a child that has a parent already, or a child its parent cannot take
+  JSON_BAD_TEXT = 2,  // the text is not one JSON value (RFC 8259 structure and numbers, nothing after the value)
+  JSON_TOO_DEEP = 3,  // more than JSON_DEPTH_MAX objects and arrays inside one another
   JSON_NO_MEMORY = 4,
 };
 
 // Objects and arrays inside one another, at most; deeper documents are refused, parsed or built.
 #define JSON_DEPTH_MAX 64
 
-// Each returns a new value without a parent, owned by the caller, or NULL when memory is out or `text` is NULL. The text
-// is copied. A string made without a parent becomes a label when it is given a child.
+// Each returns a new value without a parent, owned by the caller, or NULL when memory is out or `text` is NULL. The
+// text is copied. A string made without a parent becomes a label when it is given a child.
 json_value* json_new_object(void);
 json_value* json_new_array(void);
 json_value* json_new_string(const char* text);
@@ -40,8 +40,8 @@ int json_insert_child(json_value* parent, json_value* child);
 // another json_error and NULL.
 int json_tree_to_string(const json_value* root, char** text);
 
-// Parses a whole NUL-terminated text. Returns JSON_OK and a new tree in *root, owned by the caller; or another json_error
-// and NULL. Inside a string every byte is allowed and a backslash protects the byte after it.
+// Parses a whole NUL-terminated text. Returns JSON_OK and a new tree in *root, owned by the caller; or another
+// json_error and NULL. Inside a string every byte is allowed and a backslash protects the byte after it.
 int json_parse_document(json_value** root, const char* text);
 
 // The first label of `object` whose name equals `name` byte for byte (the raw bytes between the quotes), still owned by

@@ -78,7 +78,7 @@ int attach(Parser& parser, Tree value) {
     value = std::move(parser.label);
   }
   const int error = json_insert_child(parser.open, value.get());
-  if (error == JSON_OK) value.release();  // now the tree's
+  if (error == JSON_OK) static_cast<void>(value.release());  // now the tree's
   return error;
 }
 

@@ -14,9 +14,9 @@ namespace tcapi_store {
 constexpr std::string_view kFirstLine = "# tcapi store 1\n";
 constexpr std::string_view kLastLine = "# end\n";
 
-constexpr size_t kNameMaxChars = 63;                            // of a node and of an attribute
-constexpr size_t kEscapedMaxChars = 2 * TCAPI_VALUE_MAX;        // every character of a value may need a backslash
-constexpr size_t kStoreMaxBytes = size_t{1024} * size_t{1024};  // a gateway's whole configuration has some 10 kB
+constexpr size_t kNameMaxChars = 63;                              // of a node and of an attribute
+constexpr size_t kEscapedMaxChars = size_t{2} * TCAPI_VALUE_MAX;  // every character of a value may need a backslash
+constexpr size_t kStoreMaxBytes = size_t{1024} * size_t{1024};    // a gateway's whole configuration has some 10 kB
 // "[node]\n" and "attribute=value\n", the most that one change adds.
 constexpr size_t kEntryMaxBytes = (kNameMaxChars + 3) + (kNameMaxChars + 2) + kEscapedMaxChars;
 
