@@ -84,7 +84,7 @@ TEST_F(Request, ABodyGoesOutBehindTheHeadThatThePlatformExpects) {
             "Connection: keep-alive\r\n"
             "Accept: application/json\r\n"
             "Content-Type: application/json,charset=UTF-8\r\n"
-            "Content-Length: 45\r\n"
+            "Content-Length: 46\r\n"
             "\r\n"
             "[\"uuid\",{\"RPCMethod\":\"Inform0\",\"ID\":12345678}]");
   EXPECT_EQ(body_, body);

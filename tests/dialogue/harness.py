@@ -1,0 +1,346 @@
+"""A gateway with the built agent on it, and a platform that a test speaks for, over real loopback sockets."""
+
+import mmap
+import os
+import pathlib
+import re
+import shlex
+import signal
+import socket
+import struct
+import subprocess
+import time
+
+from messages import DEVICE_STORE, NOW, PRIMARY, SECONDARY
+
+WAIT_S = 15  # bound of every wait for something that must come
+SLOW = "NUVEK_EMULATOR" in os.environ or "NUVEK_SANITIZED" in os.environ
+AT_ONCE_S = 5 if SLOW else 0.5
+SANITIZER_REPORT = re.compile(r"ThreadSanitizer|AddressSanitizer|LeakSanitizer|runtime error:")
+
+
+def wait_for(condition, what, state=lambda: ""):
+    """Waits until the condition gives something true and returns that."""
+    end = time.monotonic() + WAIT_S
+    while True:
+        result = condition()
+        if result:
+            return result
+        assert time.monotonic() < end, "waited %d s in vain for %s\n%s" % (WAIT_S, what, state())
+        time.sleep(0.002)
+
+
+def reserve_port():
+    """A free port for the life of the socket returned: bound, but open to others who allow the address to be reused."""
+    holder = socket.socket()
+    holder.bind(("0.0.0.0", 0))
+    holder.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+    return holder
+
+
+class Control:
+    """The words shared with the agent; their order is that of recorder/control.h."""
+
+    WORDS = ("clock_s", "clock_us", "uptime_s", "shell_runs", "store_edits", "ticks")
+
+    def __init__(self, path):
+        path.write_bytes(bytes(4 * len(self.WORDS)))
+        with path.open("r+b") as file:
+            self._map = mmap.mmap(file.fileno(), 0)
+
+    def get(self, word):
+        return struct.unpack_from(">I", self._map, 4 * self.WORDS.index(word))[0]
+
+    def set(self, word, value):
+        struct.pack_into(">I", self._map, 4 * self.WORDS.index(word), value)
+
+
+class Link:
+    """The platform's end of one connection."""
+
+    def __init__(self, connection):
+        self.socket = connection
+        self.socket.settimeout(WAIT_S)
+        self._pending = b""
+
+    def _receive(self, what):
+        try:
+            data = self.socket.recv(65536)
+        except socket.timeout:
+            raise AssertionError("waited %d s in vain for %s, have %r" % (WAIT_S, what, self._pending)) from None
+        assert data, "the agent closed instead of sending %s, have %r" % (what, self._pending)
+        self._pending += data
+
+    def request(self):
+        """The next request, whole."""
+        while b"\r\n\r\n" not in self._pending:
+            self._receive("the head of a request")
+        head = self._pending.index(b"\r\n\r\n") + 4
+        length = re.search(rb"\r\nContent-Length: (\d+)\r\n", self._pending[:head])
+        assert length, "a request without its length: %r" % self._pending
+        end = head + int(length.group(1))
+        while len(self._pending) < end:
+            self._receive("the body of a request")
+        request, self._pending = self._pending[:end], self._pending[end:]
+        return request
+
+    def answer(self, block):
+        self.socket.sendall(block)
+
+    def expect_close(self, after=()):
+        """Waits for the agent to close; nothing may come before but whole requests that `after` names."""
+        try:
+            while data := self.socket.recv(65536):
+                self._pending += data
+        except ConnectionResetError:
+            pass
+        except socket.timeout:
+            raise AssertionError("waited %d s in vain for the agent to close, have %r"
+                                 % (WAIT_S, self._pending)) from None
+        for request in after:
+            self._pending = self._pending.replace(request, b"")
+        assert self._pending == b"", "sent before the close: %r" % self._pending
+        self.socket.close()
+
+    def reset(self):
+        self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+        self.socket.close()
+
+    def close(self):
+        self.socket.close()
+
+
+class Platform:
+    """One platform server; down until it is told to be up."""
+
+    def __init__(self, address, port):
+        self.address, self.port = address, port
+        self._listener = None
+
+    def up(self):
+        self._listener = socket.socket()
+        self._listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        self._listener.bind((self.address, self.port))
+        self._listener.listen(16)
+        return self
+
+    def down(self):
+        self._listener.close()
+        self._listener = None
+
+    def accept(self):
+        self._listener.settimeout(WAIT_S)
+        try:
+            return Link(self._listener.accept()[0])
+        except socket.timeout:
+            raise AssertionError("waited %d s in vain for a connection to %s" % (WAIT_S, self.address)) from None
+
+    def nobody_waits(self):
+        self._listener.setblocking(False)
+        try:
+            self._listener.accept()
+        except BlockingIOError:
+            return True
+        return False
+
+
+class Gateway:
+    """The agent's whole surroundings: files, store, clock, shell, and the agent itself as a process."""
+
+    def __init__(self, folder, store=None, clock=NOW, synchronised=True):
+        self.root = folder / "root"
+        self._recorder = folder / "recorder"
+        for path in ("tmp", "var", "usr/osgi", "lib/modules", "bin"):
+            (self.root / path).mkdir(parents=True)
+        self._recorder.mkdir()
+        self._platform_holder, self._local_holder = reserve_port(), reserve_port()
+        port = self._platform_holder.getsockname()[1]
+        self.primary, self.secondary = Platform(PRIMARY, port), Platform(SECONDARY, port)
+        self.local_port = self._local_holder.getsockname()[1]
+        self.store = dict(DEVICE_STORE if store is None else store)
+        self._control = Control(self._recorder / "control")
+        self.clock = clock
+        self.uptime = 1000
+        if synchronised:
+            self.synchronise()
+        self.agent = None
+        self._read = 0
+
+    # --- the gateway's other software ---
+
+    def synchronise(self):
+        (self.root / "tmp/timeSync").write_text("")
+
+    def write(self, path, content):
+        (self.root / path).write_bytes(content if isinstance(content, bytes) else content.encode())
+
+    def program(self, name, script):
+        """Puts a program into the gateway's path and lets the shell run what the agent asks for."""
+        file = self.root / "bin" / name
+        file.write_text("#!/bin/sh\n" + script + "\n")
+        file.chmod(0o755)
+        self._control.set("shell_runs", 1)
+
+    def edit_store(self, changes):
+        """Changes the store under the running agent; None removes an attribute."""
+        self.store.update(changes)
+        self._write_store(changes)
+
+    def _write_store(self, values):
+        lines = [name + ("" if value is None else "=" + value) + "\n" for name, value in values.items()]
+        new = self._recorder / "store.new"
+        new.write_text("".join(lines), encoding="latin-1")
+        new.rename(self._recorder / "store")
+        self._control.set("store_edits", self._control.get("store_edits") + 1)
+
+    # --- time ---
+
+    @property
+    def clock(self):
+        return self._control.get("clock_s")
+
+    @clock.setter
+    def clock(self, seconds):
+        self._control.set("clock_s", seconds)
+
+    @property
+    def uptime(self):
+        return self._control.get("uptime_s")
+
+    @uptime.setter
+    def uptime(self, seconds):
+        self._control.set("uptime_s", seconds)
+
+    def tick(self):
+        """Lets the timer thread look once at its timers, from now on."""
+        seen = self._control.get("ticks")
+        wait_for(lambda: self._control.get("ticks") >= seen + 2, "a tick of the timer thread", self.state)
+
+    def let_pass(self, seconds):
+        """Moves the clock in steps that the timer service takes for time passing, not for a corrected clock."""
+        while seconds:
+            step = min(seconds, 50)
+            self.clock += step
+            seconds -= step
+            self.tick()
+
+    # --- the agent ---
+
+    def start(self, *options, **environment):
+        """Starts the agent and waits until it serves its local port, which is the end of its start-up."""
+        self._write_store(self.store)
+        build = pathlib.Path(os.environ["NUVEK_BUILD"])
+        libraries = "%s:%s" % (build / "tests/dialogue", build / "lib")
+        command = [os.environ.get("NUVEK_AGENT", str(build / "bin/nuvek")), *options]
+        emulator = shlex.split(os.environ.get("NUVEK_EMULATOR", ""))
+        env = {
+            "PATH": "%s:/usr/bin:/bin" % (self.root / "bin"), "TZ": "CST-8", "NUVEK_ROOT": str(self.root),
+            "NUVEK_PLATFORM_PORT": str(self.primary.port), "NUVEK_LOCAL_PORT": str(self.local_port),
+            "NUVEK_RECORDER": str(self._recorder), **environment,
+        }
+        if emulator:  # the emulator itself is a program of this machine and must not meet the gateway's libraries
+            command = [*emulator, "-E", "LD_LIBRARY_PATH=" + libraries, *command]
+        else:
+            env["LD_LIBRARY_PATH"] = libraries
+        with (self._recorder / "out").open("wb") as out, (self._recorder / "err").open("wb") as err:
+            self.agent = subprocess.Popen(command, env=env, stdout=out, stderr=err, stdin=subprocess.DEVNULL)
+        wait_for(self._served, "the agent's local port", self.state)
+        return self
+
+    def _served(self):
+        assert self.agent.poll() is None, "the agent ended\n" + self.state()
+        try:
+            socket.create_connection((PRIMARY, self.local_port), WAIT_S).close()
+        except ConnectionRefusedError:
+            return False
+        return True
+
+    def stop(self):
+        """Ends the agent as the gateway does. It must go at once, and must not have complained about itself."""
+        assert self.agent.poll() is None, "the agent ended by itself\n" + self.state()
+        self.agent.send_signal(signal.SIGTERM)
+        begin = time.monotonic()
+        assert self.agent.wait(WAIT_S) == -signal.SIGTERM
+        assert time.monotonic() - begin < AT_ONCE_S
+        assert not SANITIZER_REPORT.search(self.errors()), self.errors()
+
+    def restart(self, power_cut=False):
+        """Starts the agent on the store as it left it: the live one, or after a power cut the flash."""
+        self.store.update(self.saved() if power_cut else self.written())
+        (self._recorder / "record").unlink()
+        self._read = 0
+        return self.start()
+
+    def turns(self, count=1):
+        """Lets the main loop run whole turns, from now on. A client that comes and goes ends the wait of each."""
+        for _ in range(count + 1):
+            with self.local() as client:
+                client.shutdown(socket.SHUT_WR)
+                assert client.recv(1) == b""
+
+    def local(self):
+        return socket.create_connection((PRIMARY, self.local_port), WAIT_S)
+
+    # --- what the agent did ---
+
+    def records(self):
+        """Every call in its order: "get NODE ATTR", "set NODE ATTR=VALUE", "commit NODE", "save", "system COMMAND"."""
+        path = self._recorder / "record"
+        text = path.read_bytes().decode("latin-1") if path.exists() else ""
+        return [line.replace(str(self.root), "ROOT") for line in text[:text.rfind("\n") + 1].split("\n")[:-1]]
+
+    def effects(self):
+        """The calls that change something, since this was last asked for."""
+        lines = self.records()
+        new, self._read = lines[self._read:], len(lines)
+        return [line for line in new if not line.startswith("get ")]
+
+    def wait_effects(self, expected):
+        """Waits until at least so many new effects are there, then compares them all."""
+        wait_for(lambda: sum(not line.startswith("get ") for line in self.records()[self._read:]) >= len(expected),
+                 "%d effects" % len(expected), self.state)
+        assert self.effects() == expected
+
+    def wait_record(self, line, times=1):
+        wait_for(lambda: self.records().count(line) >= times, "%d times: %s" % (times, line), self.state)
+
+    def written(self):
+        return _values(self.records())
+
+    def saved(self):
+        lines = self.records()
+        last = max(number for number, line in enumerate(lines) if line == "save")
+        return _values(lines[:last])
+
+    def output(self):
+        return (self._recorder / "out").read_text(encoding="latin-1").replace(str(self.root), "ROOT")
+
+    def errors(self):
+        return (self._recorder / "err").read_text(encoding="latin-1")
+
+    def console(self):
+        path = self._recorder / "console"
+        return path.read_text() if path.exists() else ""
+
+    def log(self):
+        """The log's lines without their source lines: "DEBUG nuvek_report: Enter"."""
+        lines = re.findall(r"^\[NUVEK (DEBUG|ERROR) (\w+):\d+\] (.*)$", self.output(), re.MULTILINE)
+        return ["%s %s: %s" % line for line in lines]
+
+    def wait_log(self, line, times=1):
+        wait_for(lambda: self.log().count(line) >= times, "%d times the log line %s" % (times, line), self.state)
+
+    def keys(self):
+        path = self.root / "usr/osgi/nuvekKeyInfo"
+        return path.read_bytes().decode("latin-1") if path.exists() else None
+
+    def descriptors(self):
+        return len(os.listdir("/proc/%d/fd" % self.agent.pid))
+
+    def state(self):
+        """The end of what is known, for the message of a failed wait."""
+        return "\n".join(["--- record", *self.records()[-15:], "--- output", self.output()[-1500:], self.errors()[-800:]])
+
+
+def _values(lines):
+    return dict(line[4:].split("=", 1) for line in lines if line.startswith("set "))
