@@ -36,7 +36,7 @@ bool find_internet_wan(char* node, size_t size) {
   char services[32] = "";
   for (int pvc = 0; pvc < kPvcCount; ++pvc) {
     for (int entry = 0; entry < kEntriesPerPvc; ++entry) {
-      char connection[32];
+      char connection[40];
       snprintf(connection, sizeof connection, "Wan_PVC%d_Entry%d", pvc, entry);
       store::read(connection, "ServiceList", services);
       if (strstr(services, "INTERNET") == nullptr) continue;

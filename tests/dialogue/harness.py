@@ -71,8 +71,13 @@ class Link:
         assert data, "the agent closed instead of sending %s, have %r" % (what, self._pending)
         self._pending += data
 
-    def request(self):
-        """The next request, whole."""
+    def request(self, skip=None):
+        """The next request, whole, or the next that is not `skip`."""
+        while (request := self._next_request()) == skip:
+            pass
+        return request
+
+    def _next_request(self):
         while b"\r\n\r\n" not in self._pending:
             self._receive("the head of a request")
         head = self._pending.index(b"\r\n\r\n") + 4
@@ -164,7 +169,7 @@ class Gateway:
         if synchronised:
             self.synchronise()
         self.agent = None
-        self._read = 0
+        self._seen = 0
 
     # --- the gateway's other software ---
 
@@ -173,6 +178,11 @@ class Gateway:
 
     def write(self, path, content):
         (self.root / path).write_bytes(content if isinstance(content, bytes) else content.encode())
+
+    def name(self, name, address):
+        """Makes a name resolve. No other name does."""
+        with (self._recorder / "names").open("a") as file:
+            file.write("%s %s\n" % (name, address))
 
     def program(self, name, script):
         """Puts a program into the gateway's path and lets the shell run what the agent asks for."""
@@ -268,7 +278,7 @@ class Gateway:
         """Starts the agent on the store as it left it: the live one, or after a power cut the flash."""
         self.store.update(self.saved() if power_cut else self.written())
         (self._recorder / "record").unlink()
-        self._read = 0
+        self._seen = 0
         return self.start()
 
     def turns(self, count=1):
@@ -284,22 +294,25 @@ class Gateway:
     # --- what the agent did ---
 
     def records(self):
-        """Every call in its order: "get NODE ATTR", "set NODE ATTR=VALUE", "commit NODE", "save", "system COMMAND"."""
+        """Every call in its order: get NODE ATTR, set NODE ATTR=VALUE, commit NODE, save, system COMMAND, lookup NAME."""
         path = self._recorder / "record"
         text = path.read_bytes().decode("latin-1") if path.exists() else ""
         return [line.replace(str(self.root), "ROOT") for line in text[:text.rfind("\n") + 1].split("\n")[:-1]]
 
     def effects(self):
-        """The calls that change something, since this was last asked for."""
-        lines = self.records()
-        new, self._read = lines[self._read:], len(lines)
-        return [line for line in new if not line.startswith("get ")]
+        """The calls that change something, since the last that a test has seen."""
+        effects = [line for line in self.records() if not line.startswith(("get ", "lookup "))]
+        new, self._seen = effects[self._seen:], len(effects)
+        return new
 
     def wait_effects(self, expected):
-        """Waits until at least so many new effects are there, then compares them all."""
-        wait_for(lambda: sum(not line.startswith("get ") for line in self.records()[self._read:]) >= len(expected),
-                 "%d effects" % len(expected), self.state)
-        assert self.effects() == expected
+        """Waits until so many new effects are there and compares them; later ones stay unseen."""
+        def new():
+            return [line for line in self.records() if not line.startswith(("get ", "lookup "))][self._seen:]
+
+        wait_for(lambda: len(new()) >= len(expected), "%d effects" % len(expected), self.state)
+        assert new()[:len(expected)] == expected
+        self._seen += len(expected)
 
     def wait_record(self, line, times=1):
         wait_for(lambda: self.records().count(line) >= times, "%d times: %s" % (times, line), self.state)

@@ -1,6 +1,7 @@
 """The messages of the dialogues, byte for byte, and the gateway that they are about."""
 
 import ctypes
+import hashlib
 
 NOW = 1600000000  # 2020-09-13 20:26:40 on the gateway's UTC+8 clock
 NOW_TEXT = "20200913202640"
@@ -142,3 +143,33 @@ def result_response(message, code):
 
 def get(path, message=7):
     return '{"RPCMethod":"Get","ID":%d,"ObjectPath":"%s"}' % (message, path)
+
+
+def start_commands(clock_s=NOW, uuid=UUID):
+    """What an acknowledged location starts in the next turn: both measurements."""
+    code = hashlib.md5(uuid.encode()).hexdigest()
+    return ["set nuvek_Common LastSpeedTime=%d" % clock_s,
+            "system httpSpeed -u http://nuvek-p1.test/speedtest/%s -t 30 -n 6 -e &" % code,
+            "set nuvek_Common LastTraceTime=%d" % clock_s,
+            "system traceroute  -i trace.test > ROOT/tmp/tracenuvek &"]
+
+
+def acknowledged(block=0, code=0, reg_id=REG_ID):
+    """What an answer to the registration writes when it is good."""
+    node = "nuvek_Entry%d" % block
+    return ["set %s alreadyReport=1" % node, "commit " + node, "save", *registered(code, reg_id)]
+
+
+def registered(code, reg_id=REG_ID):
+    return ["set nuvek_Common RegId=" + reg_id, "set nuvek_Common ReportStatus=%d" % code, "commit nuvek_Common", "save"]
+
+
+def key_block(entry, letter, block):
+    return "Node:Entry%d\n%sGISInterface=%s\n" % (
+        entry, "".join("%s=%s\n" % (name, block[name]) for name in
+                       ("Long", "Lat", "Altitudes", "HorizontalError", "VerticalError", "AreaCode", "GISLockTime",
+                        "GISDigest")), letter)
+
+
+def key_common(uuid=UUID, reg_id=REG_ID):
+    return "Node:Common\nUUID=%s\nRegId=%s\n" % (uuid, reg_id)

@@ -1,6 +1,8 @@
-// Stands in for the calls by which the agent learns the time and starts programs. The loader finds them here before it
-// looks into the C library. The clock stands still until the test moves it; waits in select() and usleep() stay real.
+// Stands in for the calls by which the agent learns the time, looks up names and starts programs. The loader finds them
+// here before it looks into the C library. The clock stands still until the test moves it; waits in select() and
+// usleep() stay real.
 #include <dlfcn.h>
+#include <netdb.h>
 #include <sys/sysinfo.h>
 #include <sys/time.h>
 #include <time.h>
@@ -8,9 +10,30 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <string>
 
 #include "control.h"
 #include "record.h"
+
+namespace {
+
+// The function of the same name behind this library.
+template <typename Function>
+Function* behind(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+// The address of a name as the file "names" has it ("NAME ADDRESS" on each line); empty for an unknown name.
+std::string address_of(const std::string& wanted) {
+  std::ifstream file(control::file("names"));
+  for (std::string name, address; file >> name >> address;) {
+    if (name == wanted) return address;
+  }
+  return "";
+}
+
+}  // namespace
 
 extern "C" {
 
@@ -41,9 +64,15 @@ int usleep(useconds_t time_us) {
 
 // Records the command. Runs it only when the test says so, with the test's own programs first in PATH.
 int system(const char* command) {
-  using System = int (*)(const char*);
-  static const System real = reinterpret_cast<System>(dlsym(RTLD_NEXT, "system"));
+  static const auto real = behind<int(const char*)>("system");
   record(std::string("system ") + command);
   return control::read(control::kShellRuns) != 0 ? real(command) : 0;
+}
+
+int getaddrinfo(const char* name, const char* service, const struct addrinfo* hints, struct addrinfo** found) {
+  static const auto real = behind<int(const char*, const char*, const addrinfo*, addrinfo**)>("getaddrinfo");
+  record(std::string("lookup ") + name);
+  const std::string address = address_of(name);
+  return address.empty() ? EAI_NONAME : real(address.c_str(), service, hints, found);
 }
 }

@@ -1,0 +1,167 @@
+"""Periodic reports, and the platform's Gets that come in answer to them."""
+from messages import (ACKNOWLEDGED_STORE, BLOCK_A, NO_BLOCK, NOTHING, NOW, NUMBERS, answer, counters, device_info, get,
+                      get_response, members, period_report)
+
+DUE = {**ACKNOWLEDGED_STORE, "nuvek_Common LastInformTime": str(NOW - 86401)}
+TABLES = {
+    "nuvekInterfaceInfo_Common Count": "2",
+    "nuvekInterfaceInfo_Entry0 IFName": "br0", "nuvekInterfaceInfo_Entry0 PhyAddr": "001122334455",
+    "nuvekInterfaceInfo_Entry0 Mask": "255.255.255.0", "nuvekInterfaceInfo_Entry0 LocalIP": "192.168.1.1",
+    "nuvekInterfaceInfo_Entry0 MTU": "1500.9",
+    "nuvekInterfaceInfo_Entry1 IFName": "ppp8", "nuvekInterfaceInfo_Entry1 RemoteIP": "100.64.0.1",
+    "nuvekRouteInfo_Common Count": "1",
+    "nuvekRouteInfo_Entry0 Dest": "0.0.0.0", "nuvekRouteInfo_Entry0 Flags": "UG",
+    "nuvekRouteInfo_Entry0 Gateway": "100.64.0.1", "nuvekRouteInfo_Entry0 Iface": "ppp8",
+    "nuvekRouteInfo_Entry0 Mask": "0.0.0.0", "nuvekRouteInfo_Entry0 Metric": "7",
+    "nuvek_DnsInfo FirDns": "100.64.0.53", "nuvek_DnsInfo SecDns": "100.64.1.53",
+}
+INTERFACES = (
+    '{"NUVEK":{"Interface":{"InterfaceTable":['
+    '{"Name":"br0","PhyAddr":"001122334455","Mask":"255.255.255.0","LocalIP":"192.168.1.1","RemoteIP":"","MTU":1500},'
+    '{"Name":"ppp8","PhyAddr":"","Mask":"","LocalIP":"","RemoteIP":"100.64.0.1","MTU":0}],'
+    '"RouteTable":[{"Dest":"0.0.0.0","Flags":"UG","Gateway":"100.64.0.1","Iface":"ppp8","Mask":"0.0.0.0","Metric":7}],'
+    '"DNS1":"100.64.0.53","DNS2":"100.64.1.53"}}}')
+
+
+def location(letter, block):
+    values = {"Status": "set", **{name: block[name] or NOTHING[name] for name in NUMBERS}, "AreaCode": block["AreaCode"],
+              "GISDigest": block["GISDigest"], "GISInterface": letter, "GISLockTime": block["GISLockTime"]}
+    return '{"NUVEK":{"GISInfo%s":{%s}}}' % (letter, members(values, NUMBERS))
+
+
+def reported(gateway, store, **options):
+    """A gateway whose periodic report has just come; the connection it came on."""
+    agent = gateway(store)
+    agent.primary.up()
+    agent.start("-v", "1", **options)
+    link = agent.primary.accept()
+    assert link.request() == period_report()
+    return agent, link
+
+
+def test_a_report_names_the_device_and_is_counted(gateway):
+    agent, link = reported(gateway, DUE)
+    agent.wait_record("set nuvek_Counter SuccessInform=1")
+    assert agent.effects()[-2:] == ["set nuvek_Common LastInformTime=%d" % NOW, "set nuvek_Counter SuccessInform=1"]
+    link.answer(answer("{}"))
+    link.expect_close()
+
+
+def test_every_package_and_an_unknown_one_in_one_answer(gateway):
+    agent, link = reported(gateway, {**DUE, **TABLES})
+    link.answer(answer(get("NUVEK.DeviceInfo", 11), get("NUVEK.GISInfoA", 12), get("NUVEK.GISInfoB", 13),
+                       get("NUVEK.Interface", 14), get("NUVEK.Counter", 15), get("nuvek.counter", 16),
+                       get("NUVEK.SiteSpeed", 17)))
+    for expected in (get_response("NUVEK.DeviceInfo", device_info(), 11),
+                     get_response("NUVEK.GISInfoA", location("A", BLOCK_A), 12),
+                     get_response("NUVEK.GISInfoB", location("B", NO_BLOCK), 13),
+                     get_response("NUVEK.Interface", INTERFACES, 14),
+                     get_response("NUVEK.Counter", counters(success_inform=1), 15),
+                     get_response("nuvek.counter", "{}", 16, -1),
+                     get_response("NUVEK.SiteSpeed", "{}", 17, -1)):
+        assert link.request() == expected
+    link.expect_close()
+
+
+def test_empty_tables_and_junk_counts(gateway):
+    _, link = reported(gateway, {**DUE, "nuvekInterfaceInfo_Common Count": "none", "nuvekRouteInfo_Common Count": "-3"})
+    link.answer(answer(get("NUVEK.Interface")))
+    assert link.request() == get_response("NUVEK.Interface", '{"NUVEK":{"Interface":{"InterfaceTable":[],"RouteTable":[],'
+                                                             '"DNS1":"","DNS2":""}}}')
+    link.expect_close()
+
+
+def test_a_response_too_long_for_the_buffer_is_cut_and_logged(gateway):
+    agent, link = reported(gateway, {**DUE, **TABLES, "nuvekInterfaceInfo_Common Count": "9999999"})
+    link.answer(answer(get("NUVEK.Interface"), get("NUVEK.Counter", 8)))
+    agent.wait_log("ERROR nuvek_sendPostRequest: send error")
+    received = b""
+    while b'"NUVEK.Counter"' not in received:
+        received += link.socket.recv(65536)
+    assert received.index(b"POST", 1) == 2047, "what fits is out, and the next response follows at once"
+    assert b"Content-Length: 2047\r\n" in received[:200]
+
+
+def test_the_second_response_of_a_block_finds_the_connection_closed(gateway):
+    agent, link = reported(gateway, DUE)
+    link.answer(answer(get("NUVEK.Counter", 1)) + answer(get("NUVEK.Counter", 2)))
+    assert link.request() == get_response("NUVEK.Counter", counters(success_inform=1), 1)
+    link.expect_close()
+    agent.wait_log("ERROR nuvek_sendPostRequest: fd error")
+
+
+def test_a_difference_of_exactly_the_cycle_is_not_due(gateway):
+    store = {**DUE, "nuvek_Server ReportCycle": "60", "nuvek_Common LastInformTime": str(NOW - 3600)}
+    agent = gateway(store)
+    agent.primary.up()
+    agent.start()
+    agent.turns(2)
+    assert agent.primary.nobody_waits()
+    agent.clock = NOW + 1
+    assert agent.primary.accept().request() == period_report()
+
+
+def test_a_last_time_ahead_of_the_clock_reports_at_once_and_is_corrected(gateway):
+    agent, _ = reported(gateway, {**ACKNOWLEDGED_STORE, "nuvek_Common LastInformTime": str(NOW + 500000)})
+    agent.wait_record("set nuvek_Common LastInformTime=%d" % NOW)
+    agent.turns(2)
+    assert agent.primary.nobody_waits()
+
+
+def test_junk_and_zero_intervals_are_a_day(gateway):
+    for value in ("0", "abc", ""):
+        agent = gateway({**ACKNOWLEDGED_STORE, "nuvek_Server ReportCycle": value,
+                         "nuvek_Common LastInformTime": str(NOW - 86400)})
+        agent.primary.up()
+        agent.start()
+        agent.turns(2)
+        assert agent.primary.nobody_waits(), value
+        agent.clock = NOW + 1
+        assert agent.primary.accept().request() == period_report()
+
+
+def test_without_an_acknowledged_block_a_there_is_no_periodic_report(gateway):
+    store = {name: value for name, value in DUE.items() if name not in ("nuvek_Entry0 alreadyReport",
+                                                                        "nuvek_Entry0 GISInterface")}
+    agent = gateway({**store, "nuvek_Entry1 alreadyReport": "1"})
+    agent.primary.up()
+    agent.start()
+    agent.turns(2)
+    assert agent.primary.nobody_waits()
+
+
+def test_a_failed_report_is_counted_and_waits_for_the_next_cycle(gateway):
+    agent = gateway(DUE)  # both servers are down
+    agent.start("-v", "1")
+    agent.wait_record("set nuvek_Counter FailInform=1")
+    for line in ("ERROR nuvek_Link_Remoteserver: connect remote server error",
+                 "ERROR nuvek_period_report: link sever error!", "ERROR nuvek_sendPostRequest: fd error",
+                 "ERROR nuvek_period_report:  sendPostRequest error"):
+        assert line in agent.log()
+    agent.turns(2)
+    assert agent.records().count("set nuvek_Counter FailInform=1") == 1
+    agent.clock = NOW + 86401
+    agent.wait_record("set nuvek_Counter FailInform=2")
+
+
+def test_the_twentieth_change_of_a_counter_saves_the_store(gateway):
+    agent = gateway({**DUE, "nuvek_Server ReportCycle": "1"})
+    agent.start()
+    agent.wait_record("set nuvek_Counter FailInform=1")
+    for number in range(2, 22):
+        agent.clock += 61
+        agent.turns()
+        agent.wait_record("set nuvek_Counter FailInform=%d" % number)
+    records = [line for line in agent.effects() if "Counter" in line or line == "save"][1:]  # less the start's save
+    assert records.index("save") == 20, "after the twentieth change"
+    assert records.count("save") == 1
+    agent.stop()
+    agent.restart(power_cut=True)
+    agent.clock += 61
+    agent.wait_record("set nuvek_Counter FailInform=21")
+
+
+def test_counters_beyond_the_signed_range_are_negative_everywhere(gateway):
+    _, link = reported(gateway, {**DUE, "nuvek_Counter SuccessInform": "2147483647"})
+    link.answer(answer(get("NUVEK.Counter")))
+    assert link.request() == get_response("NUVEK.Counter", counters(success_inform=-2147483648))
