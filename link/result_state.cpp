@@ -47,7 +47,7 @@ void nuvek_get_selectTimeout(timeval* timeout) {
 void nuvek_set_selectTimeout(int32_t seconds) { g_selectTimeoutSec = seconds; }
 
 void nuvek_set_delaySessionTime(int32_t n) {
-  if (n == 0) {
+  if (n <= 0) {  // nobody asks for less than 0
     g_delaySessionTime = kDefaultDelay_s;
     return;
   }

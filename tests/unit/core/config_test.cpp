@@ -233,9 +233,11 @@ TEST_F(ConfigTest, AnEmptyLetterAtStartLeavesTheLetterEmpty) {
 }
 
 TEST_F(ConfigTest, AnyLetterInTheStoreBecomesTheRecordsLetter) {
-  world().put("nuvek_Entry0", "GISInterface", "AB");
-  nuvek_load_devinfo(&g_devinfo);
-  EXPECT_STREQ(report().GISInterface, "AB");
+  for (const char* letter : {"AB", "B", "x"}) {
+    world().put("nuvek_Entry0", "GISInterface", letter);
+    nuvek_load_devinfo(&g_devinfo);
+    EXPECT_STREQ(report().GISInterface, letter);
+  }
 }
 
 TEST_F(ConfigTest, AnEmptyUuidInTheStoreLeavesTheUuidEmpty) {

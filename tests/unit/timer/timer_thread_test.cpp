@@ -277,6 +277,7 @@ TEST_F(TimerThread, AStepOfSixtySecondsIsMadeGoodAndDoesNotFireATimer) {
   world().advance(60);
   tick();
   EXPECT_THAT(g_fired, IsEmpty());
+  ASSERT_NE(g_timerList.head, nullptr);
   EXPECT_EQ(g_timerList.head->expire_sec, kNow_s + 120);
 }
 
