@@ -92,6 +92,11 @@ class Link:
     def answer(self, block):
         self.socket.sendall(block)
 
+    def received_until_closed(self):
+        while data := self.socket.recv(65536):
+            self._pending += data
+        return self._pending
+
     def expect_close(self, after=()):
         """Waits for the agent to close; nothing may come before but whole requests that `after` names."""
         try:

@@ -1,0 +1,97 @@
+"""The local location port, from the client's side, and the end of the daemon."""
+import socket
+import struct
+import time
+
+from messages import DEVICE_STORE, NO_BLOCK, answer, inform0, inform0_response
+
+POST = b'{"Longitude":"116.397128","Latitude":"39.916527","ID":"7"}'
+STORED = ["set nuvek_Entry0 Long=116.39713", "set nuvek_Entry0 Lat=39.91653", "set nuvek_Entry0 Altitudes=",
+          "set nuvek_Entry0 HorizontalError=", "set nuvek_Entry0 VerticalError=", "set nuvek_Entry0 AreaCode=",
+          "set nuvek_Entry0 GISLockTime=", "set nuvek_Entry0 GISDigest=", "set nuvek_Entry0 GISInterface=A",
+          "commit nuvek_Entry0", "save"]
+BLOCK = {**NO_BLOCK, "Long": "116.39713", "Lat": "39.91653"}
+
+
+def post(agent, *chunks):
+    with agent.local() as client:
+        for chunk in chunks:
+            client.sendall(chunk)
+        received = b""
+        while data := client.recv(1024):
+            received += data
+        return received
+
+
+def test_a_posted_location_is_stored_locked_and_registered(gateway):
+    agent = gateway(DEVICE_STORE)
+    agent.primary.up()
+    agent.start()
+    agent.effects()
+    assert post(agent, POST) == b'{"Result":0,"ID":7}'
+    assert agent.effects() == STORED
+    assert agent.primary.accept().request() == inform0(block=BLOCK)
+    assert post(agent, POST) == b'{"Result":-3,"ID":7}'
+    assert agent.effects() == []
+
+
+def test_the_port_serves_before_the_clock_is_synchronised(gateway):
+    agent = gateway(DEVICE_STORE, synchronised=False).start()
+    assert post(agent, b"\0\0\0\x3a" + POST) == b'{"Result":0,"ID":7}'
+
+
+def test_bad_clients_do_not_keep_the_next_one_out(gateway):
+    agent = gateway(DEVICE_STORE).start()
+    before = agent.descriptors()
+    for junk in (b"", b"\0" * 1024, b"{", b"{" * 1024, b"GET / HTTP/1.0\r\n\r\n", b"\xff\xfe\xfd\xfc{"):
+        with agent.local() as client:
+            client.sendall(junk)
+            client.shutdown(socket.SHUT_WR)
+            while client.recv(1024):
+                pass
+        agent.edit_store({"nuvek_Entry0 GISInterface": ""})
+    for _ in range(20):
+        client = agent.local()
+        client.sendall(b"junk")
+        client.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+        client.close()
+    agent.turns()
+    assert agent.descriptors() == before
+    agent.edit_store({"nuvek_Entry0 GISInterface": ""})
+    assert post(agent, POST) == b'{"Result":0,"ID":7}'
+
+
+def test_a_message_behind_junk_of_its_own_chunk_is_served(gateway):
+    agent = gateway(DEVICE_STORE).start("-v", "1")
+    with agent.local() as client:
+        client.sendall(b"junk")
+        agent.wait_log("DEBUG nuvek_localProcess: recv :4")
+        client.sendall(POST)
+        assert client.recv(1024) == b'{"Result":0,"ID":7}'
+
+
+def test_a_silent_client_is_dropped_after_ten_seconds(gateway):
+    agent = gateway(DEVICE_STORE).start("-v", "1")
+    with agent.local() as client:
+        begin = time.monotonic()
+        assert client.recv(1) == b""
+        assert 9.5 < time.monotonic() - begin < 14
+    assert "ERROR nuvek_localProcess: not recv client data" in agent.log()
+
+
+def test_the_end_comes_at_once_while_a_client_is_silent(gateway):
+    agent = gateway(DEVICE_STORE).start()
+    with agent.local():
+        agent.stop()
+
+
+def test_the_end_comes_at_once_while_a_helper_program_hangs(gateway):
+    agent = gateway({**DEVICE_STORE, "nuvek_Entry0 GISInterface": "A"})
+    agent.program("pidof", "exec sleep 20")
+    agent.primary.up()
+    agent.start()
+    link = agent.primary.accept()
+    link.request()
+    link.answer(answer(inform0_response()))
+    agent.wait_record("system pidof traceroute > ROOT/tmp/app_check.pid")
+    agent.stop()
