@@ -159,10 +159,10 @@ def test_two_results_of_one_second_are_answered_as_the_trace(gateway):
     agent.start("-v", "1")
     agent.wait_record(TRACE)
     agent.turns(2)
-    agent.program("pidof", "true")
     agent.uptime += 41
     link = agent.primary.accept()
     assert link.request() == speed_result()
+    agent.program("pidof", "true")
     assert link.request() == trace_result()
     link.answer(answer(result_response(message_id(NOW), -3)))
     link.expect_close()
