@@ -44,7 +44,8 @@ void clear_connection() {
 
 // Returns the local server's listening socket, or -1.
 int start_up(int argc, char** argv) {
-  setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // a log in a file survives a kill
+  static char output[1024];                        // in place of a page of heap, held for ever
+  setvbuf(stdout, output, _IOLBF, sizeof output);  // a log in a file survives a kill
   parse_options(argc, argv);
   signal(SIGPIPE, SIG_IGN);
   if (timer_init() != 0) NUVEK_ERROR("Init timer fail!");

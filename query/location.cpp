@@ -1,7 +1,7 @@
 #include "query/location.h"
 
-#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "core/log.h"
@@ -21,6 +21,14 @@ double read_exponent(const char* text) {
   if (*text == '-' || *text == '+') ++text;
   const double magnitude = is_digit(*text) ? text::to_int32(text) : 0;
   return negative ? -magnitude : magnitude;
+}
+
+// 10 to a whole power, rounded alike on every machine. The C library's number parser does it: the one pow() of the
+// agent would load the mathematics library into every gateway's memory.
+double power_of_ten(double exponent) {
+  char text[32];
+  snprintf(text, sizeof text, "1e%.0f", exponent);
+  return strtod(text, nullptr);
 }
 
 // The store keeps coordinates with five decimals, and no more digits than single precision gives.
@@ -86,7 +94,7 @@ float nuvek_strToFloat(const char* text) {
   double exponent = 0.0;
   if (!ended && (*text == 'e' || *text == 'E')) exponent = read_exponent(text + 1);
   if (value == 0.0) return static_cast<float>(sign * value);  // whatever the exponent: 0 times infinity is no number
-  return static_cast<float>(sign * value * pow(10.0, scale + exponent));
+  return static_cast<float>(sign * value * power_of_ten(scale + exponent));
 }
 
 void display_Coordinate(const GisInfo* record) {
