@@ -61,6 +61,14 @@ def test_bad_clients_do_not_keep_the_next_one_out(gateway):
     assert post(agent, POST) == b'{"Result":0,"ID":7}'
 
 
+def test_a_thousand_clients_that_say_nothing_do_not_keep_the_next_one_out(gateway):
+    agent = gateway(DEVICE_STORE).start()
+    before = agent.descriptors()
+    agent.turns(1000)  # a client each, which leaves without a word
+    assert post(agent, POST) == b'{"Result":0,"ID":7}'
+    assert agent.descriptors() == before
+
+
 def test_a_message_behind_junk_of_its_own_chunk_is_served(gateway):
     agent = gateway(DEVICE_STORE).start("-v", "1")
     with agent.local() as client:
