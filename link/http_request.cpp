@@ -46,13 +46,15 @@ int nuvek_sendPostRequest(int fd, char* body) {
   const size_t body_length = strlen(body);
   char head_and_body[kRequestSize];
   text::Builder request(head_and_body);
-  request.append("POST %s HTTP/1.1\r\n", g_server_Arg.urlPath);
-  request.append("Host: %s\r\n", g_server_Arg.hostIp);
-  request.append("Connection: keep-alive\r\n");
-  request.append("Accept: application/json\r\n");
-  // The platform matches this header byte for byte: comma, not semicolon.
-  request.append("Content-Type: application/json,charset=UTF-8\r\n");
-  request.append("Content-Length: %d\r\n", static_cast<int>(body_length));
+  // The platform matches the content type byte for byte: comma, not semicolon.
+  request.append(
+      "POST %s HTTP/1.1\r\n"
+      "Host: %s\r\n"
+      "Connection: keep-alive\r\n"
+      "Accept: application/json\r\n"
+      "Content-Type: application/json,charset=UTF-8\r\n"
+      "Content-Length: %d\r\n",
+      g_server_Arg.urlPath, g_server_Arg.hostIp, static_cast<int>(body_length));
   // Two short of the request, which has an empty line more: enough to end the loop below, since each send offers all
   // that is left.
   const size_t counted = request.length() + body_length;
@@ -61,9 +63,7 @@ int nuvek_sendPostRequest(int fd, char* body) {
   NUVEK_DEBUG("send_msg:%s", head_and_body);
 
   const size_t length = request.length();
-  for (size_t i = 0; i < counted && i < length; ++i) {
-    if (head_and_body[i] == '\t') head_and_body[i] = ' ';
-  }
+  for (char* tab = head_and_body; (tab = strchr(tab, '\t')) != nullptr && tab < head_and_body + counted;) *tab = ' ';
   size_t sent = 0;
   while (sent < counted && sent < length) {
     const ssize_t taken = send(fd, head_and_body + sent, length - sent, 0);

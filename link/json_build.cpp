@@ -1,5 +1,6 @@
 #include "link/json_build.h"
 
+#include <charconv>
 #include <cstdio>
 
 namespace {
@@ -23,7 +24,7 @@ int add_member(json_value* object, json_value* label, json_value* value) {
   return insert(object, label);
 }
 
-void print_number(char (&digits)[64], int32_t value) { snprintf(digits, sizeof digits, "%d", static_cast<int>(value)); }
+void print_number(char (&digits)[64], int32_t value) { *std::to_chars(digits, digits + 63, value).ptr = '\0'; }
 
 }  // namespace
 

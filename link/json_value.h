@@ -1,8 +1,10 @@
-// Owns reading one member out of a received JSON text.
+// Owns reading members out of a received JSON text.
 #ifndef NUVEK_LINK_JSON_VALUE_H
 #define NUVEK_LINK_JSON_VALUE_H
 
 #include <cstddef>
+
+#include "link/json_build.h"
 
 // Copies the text of the first top-level member named `key` (a string as it stands between its quotes, or a number)
 // into `out`, cut to what fits into `size` bytes. Leaves `out` as it is when the text does not parse as an object, has
@@ -12,5 +14,18 @@ template <size_t Size>
 void nuvek_json_get_value(const char* json, const char* key, char (&out)[Size]) {
   nuvek_json_get_value(json, key, out, Size);
 }
+
+namespace json {
+
+// The same in two steps, for a reader of several members: the tree of a text, empty when it does not parse, and the
+// value of one member.
+Tree parse(const char* text);
+void copy_value(const Tree& object, const char* key, char* out, size_t size);
+template <size_t Size>
+void copy_value(const Tree& object, const char* key, char (&out)[Size]) {
+  copy_value(object, key, out, Size);
+}
+
+}  // namespace json
 
 #endif

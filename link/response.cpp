@@ -145,11 +145,12 @@ int nuvek_JsonTOstring(const char* json, RecvData* record) {
   if (json == nullptr) return 0;
   char id[16] = "";
   char code[16] = "";
-  nuvek_json_get_value(json, "RPCMethod", record->RPCMethod);
-  nuvek_json_get_value(json, "ObjectPath", record->ObjectPath);
-  nuvek_json_get_value(json, "RegID", record->RegID);
-  nuvek_json_get_value(json, "ID", id);
-  nuvek_json_get_value(json, "Code", code);
+  const json::Tree object = json::parse(json);
+  json::copy_value(object, "RPCMethod", record->RPCMethod);
+  json::copy_value(object, "ObjectPath", record->ObjectPath);
+  json::copy_value(object, "RegID", record->RegID);
+  json::copy_value(object, "ID", id);
+  json::copy_value(object, "Code", code);
   record->ID = text::to_int32(id);
   record->Code = text::to_int32(code);
   NUVEK_DEBUG("outParm->RPCMethod:%s", record->RPCMethod);

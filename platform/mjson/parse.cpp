@@ -21,7 +21,11 @@ struct Parser {
   Tree label;        // read, and waiting for its value
 };
 
-void skip_space(Parser& parser) { parser.at += strspn(parser.at, " \t\r\n"); }
+bool is_space(char byte) { return byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n'; }
+
+void skip_space(Parser& parser) {
+  while (is_space(*parser.at)) parser.at++;
+}
 
 bool skip_byte(Parser& parser, char byte) {
   if (*parser.at != byte) return false;

@@ -28,6 +28,14 @@ bool folder_of_environment(char (&path)[kPathMaxBytes]) {
   return length >= 0 && static_cast<size_t>(length) < sizeof path;
 }
 
+// Whether a path is the one that folder_of_environment() would write: every read asks, and hardly ever is it another.
+bool is_folder_of_environment(const char* path) {
+  if (const char* const store = getenv("TCAPI_STORE")) return strcmp(path, store) == 0;
+  const char* const root = getenv("NUVEK_ROOT");
+  const size_t length = root != nullptr ? strlen(root) : 0;
+  return strncmp(path, root != nullptr ? root : "", length) == 0 && strcmp(path + length, kDefaultFolder) == 0;
+}
+
 bool same_file(const FileId& a, const FileId& b) { return a.device == b.device && a.inode == b.inode; }
 
 }  // namespace
@@ -80,12 +88,12 @@ bool Store::save() {
 
 // Takes the folder that the environment names now. Returns false when there is no such path.
 bool Store::follow_environment() {
+  if (is_folder_of_environment(folder_)) return true;
   char path[kPathMaxBytes];
   if (!folder_of_environment(path)) {
     loading_.say("the path of the store's folder is longer than %zu characters", kPathMaxBytes - 1);
     return false;
   }
-  if (strcmp(path, folder_) == 0) return true;
   memcpy(folder_, path, strlen(path) + 1);
   forget();
   return true;
