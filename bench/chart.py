@@ -30,7 +30,8 @@ def write_chart(path, title, x_name, y_name, curves):
         return LEFT + x / x_most * plot_width, TOP + plot_height - y / y_most * plot_height
 
     whole_height = HEIGHT + LEGEND_LINE * len(curves) + 8
-    out = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {whole_height}" font-family="sans-serif" font-size="11">',
+    out = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {whole_height}" '
+           'font-family="sans-serif" font-size="11">',
            f'<rect width="{WIDTH}" height="{whole_height}" fill="#ffffff"/>',
            f'<text x="{LEFT}" y="18" font-size="14">{title}</text>']
     for most, is_x in ((x_most, True), (y_most, False)):
