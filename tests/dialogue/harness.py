@@ -355,6 +355,10 @@ class Gateway:
     def descriptors(self):
         return len(os.listdir("/proc/%d/fd" % self.agent.pid))
 
+    def wait_descriptors(self, count):
+        """A turn in progress may hold one more for a moment, so the count is waited for; a lost one never comes back."""
+        wait_for(lambda: self.descriptors() == count, "%d descriptors" % count, lambda: "%d open" % self.descriptors())
+
     def state(self):
         """The end of what is known, for the message of a failed wait."""
         return "\n".join(["--- record", *self.records()[-15:], "--- output", self.output()[-1500:], self.errors()[-800:]])
