@@ -35,7 +35,7 @@ void run_due_steps() {
 
 bool fits_select(int fd) {
   if (fd < FD_SETSIZE) return true;
-  NUVEK_ERROR("descriptor %d too large for select", fd);
+  NUVEK_ERROR_AS("main", "descriptor %d too large for select", fd);
   return false;
 }
 

@@ -1,5 +1,8 @@
 #include "tasks/result_message.h"
 
+#include <cstring>
+#include <initializer_list>
+
 #include "ident/message_id.h"
 #include "link/result_state.h"
 
@@ -15,4 +18,26 @@ void add_result_envelope(const json::Message& message, int32_t id, const char* o
   json_AddNumberToObject(message.root(), "TaskStatus", 0);
   json_AddStringToObject(message.root(), "ObjectPath", object_path);
   json_AddItemToObject(message.root(), "Params", params);
+}
+
+void open_speed_table(char* body) {
+  static constexpr char kMember[] = "\"SpeedTable\":";
+  char* quote = strstr(body, kMember);
+  if (quote == nullptr) return;
+  quote += strlen(kMember);
+  for (const char bracket : {'[', ']'}) {
+    quote = strchr(quote, '"');
+    if (quote == nullptr) return;
+    *quote = bracket;
+  }
+}
+
+void open_path_table(char* body) {
+  static constexpr char kMember[] = "\"PathTable\":";
+  char* opening = strstr(body, kMember);
+  if (opening == nullptr) return;
+  opening += strlen(kMember);
+  if (*opening == '"') *opening = '[';
+  char* closing = strstr(body, "\",\"Error\":");
+  if (closing != nullptr) *closing = ']';
 }

@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <initializer_list>
 
 #include "core/counters.h"
 #include "core/file.h"
@@ -19,19 +18,6 @@ int32_t read_number(const char* path) {
   char digits[32];
   nuvek_read_file(path, digits, sizeof digits);
   return text::to_int32(digits);
-}
-
-// Turns the speed table, printed as a string, into an array: its first two quotes become brackets.
-void open_speed_table(char* body) {
-  static constexpr char kMember[] = "\"SpeedTable\":";
-  char* quote = strstr(body, kMember);
-  if (quote == nullptr) return;
-  quote += strlen(kMember);
-  for (const char bracket : {'[', ']'}) {
-    quote = strchr(quote, '"');
-    if (quote == nullptr) return;
-    *quote = bracket;
-  }
 }
 
 void add_error(json_value* result, int32_t error_code) {

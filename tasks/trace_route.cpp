@@ -44,22 +44,10 @@ void append_pair(text::Builder& rows, const char* opening, const char* host, con
 
 void append_row(text::Builder& rows, const Hop& hop) {
   append_pair(rows, "[", hop.host(), hop.words[kFirstTime]);
-  for (int k = kFurther; k < kWords && hop.words[k][0] != '\0'; ++k) {
+  for (int k = kFurther; hop.words[k][0] != '\0'; ++k) {  // the ninth, always empty, ends it
     if (strstr(hop.words[k], "ms") == nullptr) append_pair(rows, ", ", hop.host(), hop.words[k]);
   }
   rows.append("],");
-}
-
-// Turns the path table, printed as a string, into an array. The rows stand in the string unescaped, so that changing
-// its two outer quotes is enough.
-void open_path_table(char* body) {
-  static constexpr char kMember[] = "\"PathTable\":";
-  char* opening = strstr(body, kMember);
-  if (opening == nullptr) return;
-  opening += strlen(kMember);
-  if (*opening == '"') *opening = '[';
-  char* closing = strstr(body, "\",\"Error\":");
-  if (closing != nullptr) *closing = ']';
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ class Store {
   // Where an attribute stands in text(); after a refresh() that succeeded.
   Place find(std::string_view node, std::string_view attr) const;
   std::string_view text() const { return text_.view(); }
-  const char* folder() const { return folder_; }
+  const char* folder_path() const { return folder_; }
 
   // Each returns false when nothing was changed, and says why on standard error.
   bool change(const char* node, const char* attr, const char* value);

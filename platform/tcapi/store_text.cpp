@@ -1,5 +1,6 @@
 #include "platform/tcapi/store_text.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace tcapi_store {
@@ -17,19 +18,19 @@ bool starts_with(std::string_view text, std::string_view start) {
   return text.size() >= start.size() && memcmp(text.data(), start.data(), start.size()) == 0;
 }
 
-bool ends_with(std::string_view text, std::string_view end) {
-  return text.size() >= end.size() && memcmp(text.data() + text.size() - end.size(), end.data(), end.size()) == 0;
+// Whether a text that has its first line ends with the last one, on a line of its own.
+bool has_end(std::string_view text) {
+  constexpr std::string_view kEnd = "\n# end\n";
+  static_assert(kEnd.size() == kLastLine.size() + 1 && kEnd.size() <= kFirstLine.size(), "there is room to look");
+  return memcmp(text.data() + text.size() - kEnd.size(), kEnd.data(), kEnd.size()) == 0;
 }
 
 // The text up to its first newline, or all of it.
-std::string_view first_line(std::string_view text) {
-  const size_t newline = text.find('\n');
-  return {text.data(), newline == text.npos ? text.size() : newline};
-}
+std::string_view first_line(std::string_view text) { return {text.data(), std::min(text.find('\n'), text.size())}; }
 
 Line parse(std::string_view line) {
   if (line.empty() || line.front() == '#') return {Line::Kind::kOther, {}, {}};
-  if (line.front() == '[' && line.back() == ']' && line.size() >= 2) {
+  if (line.front() == '[' && line.back() == ']') {
     return {Line::Kind::kNode, {line.data() + 1, line.size() - 2}, {}};
   }
   const size_t equals = line.find('=');
@@ -47,14 +48,10 @@ const char* fault_in_line(std::string_view text, bool& in_node) {
   if (text.find('\0') != text.npos) return "a NUL byte";
   if (text.find('\r') != text.npos) return "a carriage return that is not written as \\r";
   const Line line = parse(text);
-  switch (line.kind) {
-    case Line::Kind::kNode:
-      in_node = true;
-      return is_sane_name(line.name) ? nullptr : "not a name for a node";
-    case Line::Kind::kAttribute:
-      return fault_in_attribute(line, in_node);
-    case Line::Kind::kOther:
-      break;
+  if (line.kind == Line::Kind::kAttribute) return fault_in_attribute(line, in_node);
+  if (line.kind == Line::Kind::kNode) {
+    in_node = true;
+    return is_sane_name(line.name) ? nullptr : "not a name for a node";
   }
   if (text == without_newline(kLastLine)) return "the end of the store ahead of other lines";
   return text.empty() || text.front() == '#' ? nullptr : "neither [node] nor attribute=value";
@@ -108,7 +105,7 @@ bool find_in_node(std::string_view text, size_t begin, std::string_view attr, Pl
 
 Line take_line(std::string_view& text) {
   const std::string_view line = first_line(text);
-  text.remove_prefix(line.size() < text.size() ? line.size() + 1 : line.size());
+  text.remove_prefix(std::min(line.size() + 1, text.size()));
   return parse(line);
 }
 
@@ -124,9 +121,7 @@ Fault check(std::string_view text) {
   if (text.size() > kStoreMaxBytes) return {0, "larger than a store may be"};
   if (!starts_with(text, kFirstLine)) return {1, "not a store: its first line is not \"# tcapi store 1\""};
   // The end is looked at first, so that a torn file is told as such and not by the line where it happens to break off.
-  if (!ends_with(text, kLastLine) || text[text.size() - kLastLine.size() - 1] != '\n') {
-    return {count_lines(text), "torn: the last line is not \"# end\" and a newline"};
-  }
+  if (!has_end(text)) return {count_lines(text), "torn: the last line is not \"# end\" and a newline"};
   text.remove_prefix(kFirstLine.size());
   text.remove_suffix(kLastLine.size());
   bool in_node = false;

@@ -115,7 +115,7 @@ int watch(const Arguments&) {
   setvbuf(stdout, nullptr, _IOLBF, 0);
   if (!g_store.refresh()) return kFailed;
   Snapshot before = take_snapshot();
-  fprintf(stderr, "tcapi: watching %s\n", g_store.folder());
+  fprintf(stderr, "tcapi: watching %s\n", g_store.folder_path());
   while (ferror(stdout) == 0) {
     std::this_thread::sleep_for(kWatchPeriod);
     if (g_store.is_current() || !g_store.refresh()) continue;

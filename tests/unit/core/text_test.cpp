@@ -23,6 +23,7 @@ TEST(Text, UnsignedNumbersSaturateAndAMinusNegatesModuloTwoToTheThirtyTwo) {
   EXPECT_EQ(text::to_uint32("-1"), UINT32_MAX);
   EXPECT_EQ(text::to_uint32("-4294967296"), UINT32_MAX);
   EXPECT_EQ(text::to_uint32("+7 "), 7U);
+  EXPECT_EQ(text::to_uint32(" \t7"), 7U);
   EXPECT_EQ(text::to_uint32("- 7"), 0U);
 }
 

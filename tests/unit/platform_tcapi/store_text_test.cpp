@@ -55,6 +55,19 @@ TEST(StoreText, SoundTextIsAccepted) { EXPECT_EQ(check(kSound).reason, nullptr);
 
 TEST(StoreText, EmptyStoreIsAccepted) { EXPECT_EQ(check(store_of("")).reason, nullptr); }
 
+TEST(StoreText, ATextOfTheLargestSizeIsAcceptedAndOneByteMoreIsRefused) {
+  const size_t filled = tcapi_store::kStoreMaxBytes - store_of("#\n").size();
+  EXPECT_EQ(check(store_of("#" + std::string(filled, '.') + "\n")).reason, nullptr);
+  EXPECT_STREQ(check(store_of("#" + std::string(filled + 1, '.') + "\n")).reason, "larger than a store may be");
+}
+
+TEST(StoreText, NamesAreVisibleAscii) {
+  for (const char* name : {"a", "~", "!", "a-b.c"}) EXPECT_TRUE(tcapi_store::is_sane_name(name)) << name;
+  for (const char* name : {"", " ", "a b", "\x7f", "a\x7f", "\xc3\xa4", "a=b", "#", "[", "]"}) {
+    EXPECT_FALSE(tcapi_store::is_sane_name(name)) << name;
+  }
+}
+
 TEST(StoreText, EveryBeginningOfATextIsRefused) {
   for (size_t size = 0; size < kSound.size(); ++size) {
     EXPECT_NE(check({kSound.data(), size}).reason, nullptr) << "cut after byte " << size;

@@ -230,6 +230,14 @@ TEST_F(LocalServerTest, AFailedAcceptIsToldOnTheErrorStream) {
   EXPECT_EQ(stderr_of([&] { nuvek_localProcess(listen_fd_); }), "accept() error\n: Too many open files\n");
 }
 
+TEST_F(LocalServerTest, AConnectionTooLargeForAReadSetIsClosedWithAnErrorLine) {
+  world().on_accept = [](int) { return FD_SETSIZE; };
+  EXPECT_THAT(
+      log_lines([] { nuvek_localProcess(3); }),
+      ElementsAre("ERROR nuvek_localProcess descriptor " + std::to_string(FD_SETSIZE) + " too large for select"));
+  EXPECT_THAT(world().closed, Contains(FD_SETSIZE).Times(1));
+}
+
 TEST_F(LocalServerTest, AFailedSendIsToldOnTheErrorStream) {
   listen_now();
   world().on_send = [](int, const void*, size_t) -> ssize_t {
