@@ -89,10 +89,12 @@ TEST_F(LogTest, APercentSignInAValueIsPrintedAsItIs) {
 }
 
 TEST_F(LogTest, LinesOfTwoThreadsStayWhole) {
-  constexpr int kLinesEach = 300;
+  constexpr int kLinesEach = 2000;
   const auto talk = [](const char* name) {
     for (int i = 0; i < kLinesEach; ++i) NUVEK_DEBUG_AS(name, "%s %s", name, name);
   };
+  // Each piece of a line goes out at once, so that a line which is not held together is seen to be torn.
+  setvbuf(stdout, nullptr, _IONBF, 0);
   std::istringstream output(raw_log([&] {
     std::thread other(talk, "second");
     talk("first");
