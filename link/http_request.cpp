@@ -2,6 +2,7 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cstring>
 #include <initializer_list>
 
@@ -63,7 +64,8 @@ int nuvek_sendPostRequest(int fd, char* body) {
   NUVEK_DEBUG("send_msg:%s", head_and_body);
 
   const size_t length = request.length();
-  for (char* tab = head_and_body; (tab = strchr(tab, '\t')) != nullptr && tab < head_and_body + counted;) *tab = ' ';
+  const char* end = head_and_body + std::min(counted, length);  // of what may hold tabs, in a request that was cut too
+  for (char* tab = head_and_body; (tab = strchr(tab, '\t')) != nullptr && tab < end;) *tab = ' ';
   size_t sent = 0;
   while (sent < counted && sent < length) {
     const ssize_t taken = send(fd, head_and_body + sent, length - sent, 0);
