@@ -16,7 +16,7 @@ function(nuvek_install_from_template component destination template)
 endfunction()
 
 install(TARGETS nuvek RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT agent)
-install(FILES README.md CHANGELOG.md docs/protocol.md docs/store.md
+install(FILES README.md CHANGELOG.md docs/porting.md docs/protocol.md docs/store.md
         DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT agent)
 nuvek_install_from_template(agent lib/systemd/system package/systemd/nuvek.service.in)
 nuvek_install_from_template(agent lib/tmpfiles.d package/systemd/nuvek.conf.in)
