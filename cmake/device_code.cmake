@@ -11,6 +11,8 @@ target_link_libraries(nuvek_device_code INTERFACE nuvek_warnings)
 target_include_directories(nuvek_device_code INTERFACE ${CMAKE_SOURCE_DIR})
 target_compile_options(nuvek_device_code INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
+  # No path of the machine that built it, so that the same sources give the same bytes everywhere.
+  -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
   -fno-strict-aliasing -ffunction-sections -fdata-sections -fstack-protector-strong
   $<$<CONFIG:Release,MinSizeRel>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fno-asynchronous-unwind-tables>)
 target_link_options(nuvek_device_code INTERFACE
@@ -36,9 +38,9 @@ if(CMAKE_CXX_FLAGS MATCHES "-fsanitize|--coverage")
 endif()
 
 # The shipped program is optimised as one piece, which a gateway's flash needs. The objects keep their ordinary code too:
-# the tests link that (with -fno-lto).
+# the tests link that (with -fno-lto). Other compilers than GCC have no objects of both kinds: there it is left out.
 function(nuvek_optimise_whole_program)
-  if(CMAKE_BUILD_TYPE STREQUAL "Release")
+  if(CMAKE_BUILD_TYPE MATCHES "^(Release|MinSizeRel)$" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     set_target_properties(${ARGN} PROPERTIES INTERPROCEDURAL_OPTIMIZATION ON)
     foreach(target IN LISTS ARGN)
       target_compile_options(${target} PRIVATE -ffat-lto-objects)
