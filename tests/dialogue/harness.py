@@ -41,7 +41,9 @@ def reserve_port():
 class Control:
     """The words shared with the agent; their order is that of recorder/control.h."""
 
-    WORDS = ("clock_s", "clock_us", "uptime_s", "shell_runs", "store_edits", "ticks")
+    WORDS = ("clock_s", "clock_us", "uptime_s", "shell_runs", "store_edits", "ticks",
+             "target_s", "step_s", "parked", "turns", "longest_turn_us", "longest_turn_s",
+             "reports", "full_speed_tables", "empty_speed_tables", "trace_ends", "refused_connects", "heap_bytes")
 
     def __init__(self, path):
         path.write_bytes(bytes(4 * len(self.WORDS)))
