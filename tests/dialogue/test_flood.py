@@ -14,7 +14,7 @@ LOCKED = b'{"Result":-3,"ID":7}'  # a second location is refused: served, and no
 FIRST_DATA_S = 10  # that a client may let the gateway wait for its first byte
 LATE_S = 4  # for a busy machine
 QUEUE = 5  # clients that may wait for their turn; a sixth waits while one is served
-CONNECTS = 5000
+CONNECTS = 500 if SLOW else 5000
 CONNECTS_A_SECOND = 1000
 PRIVATE_KB = 8  # two pages
 
@@ -94,9 +94,6 @@ class Flood:
         self.end.set()
         self.thread.join()
 
-    def rate(self):
-        return self.connects / (time.monotonic() - self.begin)
-
 
 def test_thousands_of_connects_a_second_do_not_stop_the_reports(gateway):
     agent = run(gateway)
@@ -104,9 +101,12 @@ def test_thousands_of_connects_a_second_do_not_stop_the_reports(gateway):
         with Flood(agent.local_port) as flood:
             for _ in range(5):
                 report(agent)
-            wait_for(lambda: SLOW or flood.connects >= CONNECTS, "%d connects" % CONNECTS)
-            assert SLOW or flood.rate() >= CONNECTS_A_SECOND, flood.rate()
+            wait_for(lambda: flood.connects >= CONNECTS, "%d connects" % CONNECTS)
+            lasted_s = time.monotonic() - flood.begin
             report(agent)
+        served = agent.log().count("DEBUG nuvek_localProcess: recv :0")
+        assert served >= CONNECTS, "each had its turn"
+        assert SLOW or CONNECTS / lasted_s >= CONNECTS_A_SECOND
 
 
 def test_clients_that_begin_a_message_and_wait_are_answered_and_dropped(gateway):
