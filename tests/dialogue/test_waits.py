@@ -1,4 +1,4 @@
-"""What can hold the agent up, and for how long: each wait ends where its bound says, or where the one ends who causes it."""
+"""What can hold the agent up, and for how long: each wait ends at its bound, or with the one who causes it."""
 import os
 import socket
 import time
@@ -6,8 +6,8 @@ import time
 import pytest
 
 from harness import SLOW, WAIT_S, wait_for
-from messages import (ACKNOWLEDGED_STORE, LOCATED_STORE, NOW, PRIMARY, SECONDARY, answer, inform0, message_id, period_report,
-                      result_response, speed_result)
+from messages import (ACKNOWLEDGED_STORE, LOCATED_STORE, NOW, PRIMARY, SECONDARY, answer, inform0, message_id,
+                      period_report, result_response, speed_result)
 from test_results import MEASURED, PIDOF, SPEED, TRACE
 
 POST = b'{"Longitude":"116.397128","Latitude":"39.916527","ID":"7"}'

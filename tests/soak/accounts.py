@@ -82,13 +82,16 @@ class Accounts:
                 if not (match := re.match(r"Get (\d+) was not answered", finding)) or match[1] not in company]
 
     def back_offs(self):
-        """(delay that is due, delay seen) of each speed result that was refused for now."""
+        """(delay that is due, delay seen) of each speed result that was put off; an agent that is started again in the
+        meantime has forgotten it."""
         speed = self.of_kind("SiteSpeed")
         found, retries = [], collections.Counter()
         for entry, following in zip(speed, [*speed[1:], None]):
             if entry["code"] not in RETRY or not entry["outcome"].startswith("ResultResponse"):
                 continue
             retries[entry["life"]] += 1
+            if (following or {"life": len(self.world.starts)})["life"] != entry["life"]:
+                continue
             due_s = FIRST_BACK_OFF_S << (min(retries[entry["life"]], LONGEST_BACK_OFF_STEP) - 1)
             found.append((due_s, following and following["uptime"] - entry["uptime"]))
         return found
