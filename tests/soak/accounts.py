@@ -23,15 +23,27 @@ class Accounts:
         self._put_turns_into_the_journal()
 
     def _put_turns_into_the_journal(self):
-        """Requests arrive in the order in which they were sent: one connection, one after the other."""
-        for number, (entry, (turn, uptime, _)) in enumerate(zip(self.arrived, self.requests)):
-            entry.update(turn=turn, uptime=uptime, life=sum(start <= number for start in self.world.starts))
+        """Requests arrive in the order in which they were sent, one connection after the other; some may be lost."""
+        self.not_arrived = []
+        sent = enumerate(self.requests)
+        for entry in self.arrived:
+            for number, (turn, uptime, identifier) in sent:
+                if identifier == (entry["id"] or 0):
+                    entry.update(turn=turn, uptime=uptime, life=sum(start <= number for start in self.world.starts))
+                    break
+                self.not_arrived.append(identifier)
+            else:
+                raise SystemExit(f"soak: the platform received what the agent did not send: {entry}")
+        self.not_arrived += [identifier for _, (_, _, identifier) in sent]
         own = [entry for entry in self.arrived if entry["kind"] != "GetResponse"]
-        at = collections.Counter(entry.get("turn") for entry in own)
-        self.in_company = [entry for entry in own if at[entry.get("turn")] > 1]
+        at = collections.Counter(entry["turn"] for entry in own)
+        self.in_company = [entry for entry in own if at[entry["turn"]] > 1]
 
-    def all_arrived(self):
-        return [entry["id"] or 0 for entry in self.arrived] == [identifier for _, _, identifier in self.requests]
+    def lost_without_reason(self):
+        """When the agent closes with the answer to a second message unread, the platform's system throws away what it has
+        not yet read: responses to the Gets of the first answer. Nothing else may be lost."""
+        gets = " ".join(entry["outcome"] for entry in self.in_company)
+        return [identifier for identifier in self.not_arrived if str(identifier) not in gets]
 
     def of_kind(self, kind):
         return [entry for entry in self.arrived if entry["kind"] == kind]

@@ -27,7 +27,8 @@ Function* behind(const char* name) {
 constexpr char kSilence[] = "-";
 constexpr timespec kLookAgain{0, 5000000};
 
-// The address of a name as the last line of the file "names" has it ("NAME ADDRESS" on each); empty for an unknown name.
+// The address of a name as the last line of the file "names" has it ("NAME ADDRESS" on each); empty for an unknown
+// name.
 std::string last_address_of(const std::string& wanted) {
   std::ifstream file(control::file("names"));
   std::string last;
