@@ -101,11 +101,14 @@ class Accounts:
         for entry, following in zip(speed, [*speed[1:], None]):
             if entry["code"] not in RETRY or not entry["outcome"].startswith("ResultResponse"):
                 continue
-            retries[entry["life"]] += 1
             if (following or {"life": len(self.world.starts)})["life"] != entry["life"]:
                 continue
-            due_s = FIRST_BACK_OFF_S << (min(retries[entry["life"]], LONGEST_BACK_OFF_STEP) - 1)
-            found.append((due_s, following and following["uptime"] - entry["uptime"]))
+            due_s = FIRST_BACK_OFF_S << min(retries[entry["life"]], LONGEST_BACK_OFF_STEP - 1)
+            seen_s = following and following["uptime"] - entry["uptime"]
+            if entry in self.in_company and not is_on_time(due_s, seen_s):
+                continue  # the refusal was not read
+            retries[entry["life"]] += 1
+            found.append((due_s, seen_s))
         return found
 
 
