@@ -50,14 +50,22 @@ class Accounts:
 
     # --- counters ---
 
-    def answered_codes(self):
-        """The codes of results that left whole; an answer that a fault spoiled brings the agent nothing to count."""
-        entries = self.of_kind("SiteSpeed") + self.of_kind("TraceRoute")
-        found = [re.match(r"ResultResponse Code (-?\d+)", entry["outcome"]) for entry in entries]
-        return [int(match[1]) for match in found if match]
+    def read_results(self):
+        """The codes of results whose answer left whole and was read, and the results whose answer was not read. What a
+        fault spoiled brings the agent nothing to count."""
+        codes, unread, read = [], [], collections.Counter(self.world.answers())
+        for entry in self.of_kind("SiteSpeed") + self.of_kind("TraceRoute"):
+            if not entry["outcome"].startswith("ResultResponse "):
+                continue
+            if read[entry["id"]]:
+                read[entry["id"]] -= 1
+                codes.append(entry["code"])
+            else:
+                unread.append(entry)
+        return codes, unread
 
     def expected_counters(self):
-        witness, codes = self.world.control.get, self.answered_codes()
+        witness, (codes, _) = self.world.control.get, self.read_results()
         counts = {
             "SuccessTask": witness("full_speed_tables") + witness("trace_ends"),
             "FailTask": witness("empty_speed_tables"),
@@ -97,16 +105,15 @@ class Accounts:
         """(delay that is due, delay seen) of each speed result that was put off; an agent that is started again in the
         meantime has forgotten it."""
         speed = self.of_kind("SiteSpeed")
+        _, unread = self.read_results()
         found, retries = [], collections.Counter()
         for entry, following in zip(speed, [*speed[1:], None]):
-            if entry["code"] not in RETRY or not entry["outcome"].startswith("ResultResponse"):
+            if entry["code"] not in RETRY or not entry["outcome"].startswith("ResultResponse") or entry in unread:
                 continue
             if (following or {"life": len(self.world.starts)})["life"] != entry["life"]:
                 continue
             due_s = FIRST_BACK_OFF_S << min(retries[entry["life"]], LONGEST_BACK_OFF_STEP - 1)
             seen_s = following and following["uptime"] - entry["uptime"]
-            if entry in self.in_company and not is_on_time(due_s, seen_s):
-                continue  # the refusal was not read
             retries[entry["life"]] += 1
             found.append((due_s, seen_s))
         return found

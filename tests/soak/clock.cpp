@@ -19,6 +19,7 @@
 #include <cstring>
 #include <ctime>
 #include <string>
+#include <string_view>
 
 #include "control.h"
 #include "platform/tcapi.h"
@@ -144,12 +145,25 @@ void begin_turn() {
   g_waited_us = 0;
 }
 
+FILE* open_notes(const char* name) { return fopen(control::file(name).c_str(), "ae"); }
+
 // "TURN UPTIME ID" of each request that went out; the periodic report has no ID.
 void note_request(const char* request) {
-  static FILE* const notes = fopen(control::file("requests").c_str(), "ae");
+  static FILE* const notes = open_notes("requests");
   const char* id = strstr(request, "\"ID\":");
   fprintf(notes, "%u %u %ld\n", control::read(control::kTurns), control::read(control::kUptime_s),
           id == nullptr ? 0 : strtol(id + 5, nullptr, 10));
+  fflush(notes);
+}
+
+// The ID of each ResultResponse that the agent has read, as the desk's platform server writes it.
+void note_answers(std::string_view block) {
+  constexpr std::string_view kResultResponse = "\"ResultResponse\",\"ID\":";
+  static FILE* const notes = open_notes("answers");
+  for (size_t at = 0; (at = block.find(kResultResponse, at)) != std::string_view::npos;) {
+    at += kResultResponse.size();
+    fprintf(notes, "%ld\n", strtol(std::string(block.substr(at)).c_str(), nullptr, 10));
+  }
   fflush(notes);
 }
 
@@ -238,6 +252,13 @@ ssize_t send(int fd, const void* data, size_t size, int flags) {
     g_asked = fd;
   }
   return sent;
+}
+
+ssize_t recv(int fd, void* data, size_t size, int flags) {
+  static const auto real = behind(&recv, "recv");
+  const ssize_t received = real(fd, data, size, flags);
+  if (received > 0) note_answers({static_cast<const char*>(data), static_cast<size_t>(received)});
+  return received;
 }
 
 // Nobody waits for the answer on a closed connection.

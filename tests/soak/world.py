@@ -46,7 +46,7 @@ class World:
         self.folder = folder
         clock = folder / "clock"
         clock.mkdir()
-        self.requests_path = clock / "requests"
+        self.notes = clock
         self.control = Control(clock / "control")
         self.control.set("step_s", STEP_S)
         self._port_holder = reserve_port()
@@ -169,11 +169,17 @@ class World:
     def is_in_flash(self, name):
         return f"\n{name}=" in (self.root / "var/lib/tcapi/flash").read_text()
 
+    def _noted(self, name):
+        path = self.notes / name
+        return [tuple(map(int, line.split())) for line in path.read_text().splitlines()] if path.exists() else []
+
     def requests(self):
         """(turn of the main loop, uptime, ID) of each request that the agent has sent."""
-        if not self.requests_path.exists():
-            return []
-        return [tuple(map(int, line.split())) for line in self.requests_path.read_text().splitlines()]
+        return self._noted("requests")
+
+    def answers(self):
+        """ID of each ResultResponse that the agent has read."""
+        return [identifier for identifier, in self._noted("answers")]
 
     def journal(self):
         path = self.folder / "exchanges.jsonl"
