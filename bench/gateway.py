@@ -48,12 +48,13 @@ def print_table(columns, rows):
 
 
 class Platform:
-    """The desk's platform server on a port of its own."""
+    """The desk's platform server, by default on a port of its own."""
 
-    def __init__(self, folder, scenario=None):
+    def __init__(self, folder, scenario=None, address="127.0.0.1", port=0):
         self.journal = folder / "exchanges.jsonl"
         port_file = folder / "platform.port"
-        command = [BIN / "nuvek-platform", "--address", "127.0.0.1", "--port", "0", "--port-file", port_file,
+        port_file.unlink(missing_ok=True)
+        command = [BIN / "nuvek-platform", "--address", address, "--port", str(port), "--port-file", port_file,
                    "--journal", self.journal]
         if scenario is not None:
             path = folder / "scenario.yaml"

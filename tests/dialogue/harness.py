@@ -41,7 +41,9 @@ def reserve_port():
 class Control:
     """The words shared with the agent; their order is that of recorder/control.h."""
 
-    WORDS = ("clock_s", "clock_us", "uptime_s", "shell_runs", "store_edits", "ticks")
+    WORDS = ("clock_s", "clock_us", "uptime_s", "shell_runs", "store_edits", "ticks",
+             "target_s", "step_s", "parked", "turns", "longest_turn_us", "longest_turn_s",
+             "reports", "full_speed_tables", "empty_speed_tables", "trace_ends", "refused_connects", "heap_bytes")
 
     def __init__(self, path):
         path.write_bytes(bytes(4 * len(self.WORDS)))
@@ -127,8 +129,10 @@ class Platform:
         self.address, self.port = address, port
         self._listener = None
 
-    def up(self):
+    def up(self, receive_bytes=None):
         self._listener = socket.socket()
+        if receive_bytes is not None:
+            self._listener.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, receive_bytes)
         self._listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
         self._listener.bind((self.address, self.port))
         self._listener.listen(16)
@@ -163,6 +167,7 @@ class Gateway:
         for path in ("tmp", "var", "usr/osgi", "lib/modules", "bin"):
             (self.root / path).mkdir(parents=True)
         self._recorder.mkdir()
+        self.output_path = self._recorder / "out"
         self._platform_holder, self._local_holder = reserve_port(), reserve_port()
         port = self._platform_holder.getsockname()[1]
         self.primary, self.secondary = Platform(PRIMARY, port), Platform(SECONDARY, port)
@@ -185,7 +190,7 @@ class Gateway:
         (self.root / path).write_bytes(content if isinstance(content, bytes) else content.encode())
 
     def name(self, name, address):
-        """Makes a name resolve. No other name does."""
+        """Makes a name resolve, or its look-up hang while the address is "-". No other name resolves."""
         with (self._recorder / "names").open("a") as file:
             file.write("%s %s\n" % (name, address))
 
@@ -243,6 +248,12 @@ class Gateway:
 
     def start(self, *options, **environment):
         """Starts the agent and waits until it serves its local port, which is the end of its start-up."""
+        self.launch(*options, **environment)
+        wait_for(self._served, "the agent's local port", self.state)
+        return self
+
+    def launch(self, *options, **environment):
+        """Starts the agent and waits for nothing."""
         self._write_store(self.store)
         build = pathlib.Path(os.environ["NUVEK_BUILD"])
         libraries = "%s:%s" % (build / "tests/dialogue", build / "lib")
@@ -257,10 +268,8 @@ class Gateway:
             command = [*emulator, "-E", "LD_LIBRARY_PATH=" + libraries, *command]
         else:
             env["LD_LIBRARY_PATH"] = libraries
-        with (self._recorder / "out").open("wb") as out, (self._recorder / "err").open("wb") as err:
+        with self.output_path.open("wb") as out, (self._recorder / "err").open("wb") as err:
             self.agent = subprocess.Popen(command, env=env, stdout=out, stderr=err, stdin=subprocess.DEVNULL)
-        wait_for(self._served, "the agent's local port", self.state)
-        return self
 
     def _served(self):
         assert self.agent.poll() is None, "the agent ended\n" + self.state()
@@ -331,7 +340,7 @@ class Gateway:
         return _values(lines[:last])
 
     def output(self):
-        return (self._recorder / "out").read_text(encoding="latin-1").replace(str(self.root), "ROOT")
+        return self.output_path.read_text(encoding="latin-1").replace(str(self.root), "ROOT")
 
     def errors(self):
         return (self._recorder / "err").read_text(encoding="latin-1")

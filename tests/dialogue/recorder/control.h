@@ -9,9 +9,32 @@
 
 namespace control {
 
-enum Word { kClock_s, kClock_us, kUptime_s, kShellRuns, kStoreEdits, kTicks, kWords };
+enum Word {
+  kClock_s,
+  kClock_us,
+  kUptime_s,
+  kShellRuns,
+  kStoreEdits,
+  kTicks,
+  // Of the soak only: how far its clock may go and in what steps, and what its witness counts.
+  kTarget_s,
+  kStep_s,
+  kParked,
+  kTurns,
+  kLongestTurn_us,
+  kLongestTurn_s,
+  kReports,
+  kFullSpeedTables,
+  kEmptySpeedTables,
+  kTraceEnds,
+  kRefusedConnects,
+  kHeap_bytes,
+  kWords
+};
 
 uint32_t read(Word word);
+
+void write(Word word, uint32_t value);
 
 // Adds 1 to a word of which the agent is the only writer.
 void count(Word word);

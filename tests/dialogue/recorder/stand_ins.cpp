@@ -24,13 +24,27 @@ Function* behind(const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-// The address of a name as the file "names" has it ("NAME ADDRESS" on each line); empty for an unknown name.
-std::string address_of(const std::string& wanted) {
+constexpr char kSilence[] = "-";
+constexpr timespec kLookAgain{0, 5000000};
+
+// The address of a name as the last line of the file "names" has it ("NAME ADDRESS" on each); empty for an unknown
+// name.
+std::string last_address_of(const std::string& wanted) {
   std::ifstream file(control::file("names"));
+  std::string last;
   for (std::string name, address; file >> name >> address;) {
-    if (name == wanted) return address;
+    if (name == wanted) last = address;
   }
-  return "";
+  return last;
+}
+
+// While the address is a dash, the name server says nothing.
+std::string address_of(const std::string& wanted) {
+  for (;;) {
+    const std::string address = last_address_of(wanted);
+    if (address != kSilence) return address;
+    nanosleep(&kLookAgain, nullptr);
+  }
 }
 
 }  // namespace

@@ -3,12 +3,14 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <sys/select.h>
 #include <sys/time.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <thread>
 
+#include "core/main_loop.h"
 #include "tests/support/world.h"
 
 using ::testing::Contains;
@@ -162,6 +164,38 @@ TEST_F(LocalServerTest, ASilentClientIsDroppedAfterTheTimeOutWithoutAnAnswer) {
   EXPECT_EQ(waited.tv_sec, 10);
   EXPECT_EQ(waited.tv_usec, 0);
   EXPECT_EQ(read_to_end(fd), "");
+}
+
+// Each turn serves one client, so that a silent one delays what is due by its ten seconds, however long the queue is;
+// it is the clients behind that wait for all those ahead.
+TEST_F(LocalServerTest, AQueueOfSilentClientsDelaysAStepByOneWaitAndAClientByOneWaitForEachAhead) {
+  constexpr int kSilent = 5;
+  constexpr int64_t kNow_s = 1700000000;
+  listen_now();
+  world().set_clock(kNow_s);
+  world().write_file("/tmp/timeSync", "");
+  world().on_select = [](int nfds, fd_set* read, timeval* timeout) {
+    constexpr timespec kNoTime{};
+    const int ready = pselect(nfds, read, nullptr, nullptr, &kNoTime, nullptr);
+    if (ready == 0) world().advance(timeout->tv_sec);
+    return ready;
+  };
+  std::vector<int> silent;
+  for (int k = 0; k < kSilent; ++k) silent.push_back(client());
+  const int honest = client();
+  ASSERT_EQ(::write(honest, kPost, strlen(kPost)), static_cast<ssize_t>(strlen(kPost)));
+
+  MainLoop loop(listen_fd_);
+  for (int k = 0; k < kSilent; ++k) {
+    world().forget_calls();
+    loop.turn();
+    EXPECT_THAT(world().calls(), Contains("get nuvek_Common LastInformTime")) << "the steps of turn " << k;
+    EXPECT_EQ(world().clock_sec, kNow_s + 10 * (k + 1));
+    EXPECT_EQ(read_to_end(silent[static_cast<size_t>(k)]), "");
+  }
+  loop.turn();
+  EXPECT_EQ(world().clock_sec, kNow_s + 10 * kSilent) << "an honest client costs no wait";
+  EXPECT_EQ(read_to_end(honest), R"({"Result":0,"ID":7})");
 }
 
 TEST_F(LocalServerTest, AFailedWaitDropsTheClientAsATimeOutDoes) {

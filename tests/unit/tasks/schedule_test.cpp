@@ -1,6 +1,11 @@
 // When the measurements start, how, and how their end is noticed.
 #include "tasks/schedule.h"
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <thread>
+
 #include "core/counters.h"
 #include "link/result_state.h"
 #include "tasks/task_state.h"
@@ -215,6 +220,29 @@ TEST_F(ScheduleTest, ARunningTraceRouteIsLeftAlone) {
   nuvek_task_report(&g_devinfo, &g_server_Arg);
   EXPECT_EQ(nuvekTask.traceState, kTaskStarted);
   EXPECT_EQ(g_CntNum.SuccessTask, 0U);
+}
+
+TEST_F(ScheduleTest, AReportWaitsForTheOtherThreadsReport) {
+  constexpr std::chrono::milliseconds kTimeToMeet{100};
+  std::atomic<int> inside{0}, most_inside{0}, begun{0};
+  nuvekTask.traceState = kTaskStarted;
+  world().on_system = [&](const std::string&) {
+    most_inside = std::max<int>(most_inside, ++inside);
+    while (begun != 2) std::this_thread::yield();
+    std::this_thread::sleep_for(kTimeToMeet);
+    world().write_file("/tmp/app_check.pid", "99\n");
+    --inside;
+    return 0;
+  };
+  const auto report = [&] {
+    ++begun;
+    nuvek_task_report(&g_devinfo, &g_server_Arg);
+  };
+  std::thread other(report);
+  report();
+  other.join();
+  EXPECT_EQ(most_inside, 1);
+  EXPECT_EQ(world().commands().size(), 2U);
 }
 
 TEST_F(ScheduleTest, AFinishedTraceRouteIsCountedAndReported) {
