@@ -14,12 +14,16 @@ import time
 from messages import DEVICE_STORE, NOW, PRIMARY, SECONDARY
 
 WAIT_S = 15  # bound of every wait for something that must come
+PAUSE_S = 0.002  # between two looks
 SLOW = "NUVEK_EMULATOR" in os.environ or "NUVEK_SANITIZED" in os.environ
 AT_ONCE_S = 5 if SLOW else 0.5
+# What a test can make fail, in the order of recorder/faults.h.
+FAULTS = ("memory", "socket", "connect", "accept", "select", "send", "short send", "receive", "open", "full disk", "system",
+          "lookup")
 SANITIZER_REPORT = re.compile(r"ThreadSanitizer|AddressSanitizer|LeakSanitizer|runtime error:")
 
 
-def wait_for(condition, what, state=lambda: ""):
+def wait_for(condition, what, state=lambda: "", pause=PAUSE_S):
     """Waits until the condition gives something true and returns that."""
     end = time.monotonic() + WAIT_S
     while True:
@@ -27,7 +31,7 @@ def wait_for(condition, what, state=lambda: ""):
         if result:
             return result
         assert time.monotonic() < end, "waited %d s in vain for %s\n%s" % (WAIT_S, what, state())
-        time.sleep(0.002)
+        time.sleep(pause)
 
 
 def reserve_port():
@@ -41,7 +45,8 @@ def reserve_port():
 class Control:
     """The words shared with the agent; their order is that of recorder/control.h."""
 
-    WORDS = ("clock_s", "clock_us", "uptime_s", "shell_runs", "store_edits", "ticks")
+    WORDS = ("clock_s", "clock_us", "uptime_s", "shell_runs", "store_edits", "ticks", "tick_us", "fail_allocation",
+             "allocations", "live", "fault_seed", "fault_rate", *FAULTS)
 
     def __init__(self, path):
         path.write_bytes(bytes(4 * len(self.WORDS)))
@@ -61,6 +66,7 @@ class Link:
     def __init__(self, connection):
         self.socket = connection
         self.socket.settimeout(WAIT_S)
+        self.closed = False
         self._pending = b""
 
     def _receive(self, what):
@@ -78,19 +84,42 @@ class Link:
         return request
 
     def _next_request(self):
-        while b"\r\n\r\n" not in self._pending:
-            self._receive("the head of a request")
-        head = self._pending.index(b"\r\n\r\n") + 4
+        while not (request := self._cut_request()):
+            self._receive("a whole request")
+        return request
+
+    def _cut_request(self):
+        """The first request of what was received; None while it is not whole."""
+        head = self._pending.find(b"\r\n\r\n") + 4
+        if head < 4:
+            return None
         length = re.search(rb"\r\nContent-Length: (\d+)\r\n", self._pending[:head])
         assert length, "a request without its length: %r" % self._pending
         end = head + int(length.group(1))
-        while len(self._pending) < end:
-            self._receive("the body of a request")
+        if len(self._pending) < end:
+            return None
         request, self._pending = self._pending[:end], self._pending[end:]
         return request
 
     def answer(self, block):
         self.socket.sendall(block)
+
+    def take(self):
+        """The whole requests that are here already, without waiting; `closed` tells whether more can come."""
+        self.socket.setblocking(False)
+        try:
+            while data := self.socket.recv(65536):
+                self._pending += data
+            self.closed = True
+        except BlockingIOError:
+            pass
+        except ConnectionError:
+            self.closed = True
+        self.socket.settimeout(WAIT_S)
+        requests = []
+        while request := self._cut_request():
+            requests.append(request)
+        return requests
 
     def received_until_closed(self):
         while data := self.socket.recv(65536):
@@ -145,13 +174,18 @@ class Platform:
         except socket.timeout:
             raise AssertionError("waited %d s in vain for a connection to %s" % (WAIT_S, self.address)) from None
 
-    def nobody_waits(self):
+    def waiting(self):
+        """The connections that are here already, without waiting."""
         self._listener.setblocking(False)
+        links = []
         try:
-            self._listener.accept()
+            while True:
+                links.append(Link(self._listener.accept()[0]))
         except BlockingIOError:
-            return True
-        return False
+            return links
+
+    def nobody_waits(self):
+        return not self.waiting()
 
 
 class Gateway:
@@ -226,18 +260,32 @@ class Gateway:
     def uptime(self, seconds):
         self._control.set("uptime_s", seconds)
 
-    def tick(self):
+    def pass_quickly(self, seconds):
+        """Lets so much time pass as let_pass() does, with a timer thread that looks far more often than a gateway's."""
+        self.set_word("tick_us", 200)
+        self.let_pass(seconds, 0.0002)
+        self.set_word("tick_us", 0)
+
+    def tick(self, pause=PAUSE_S):
         """Lets the timer thread look once at its timers, from now on."""
         seen = self._control.get("ticks")
-        wait_for(lambda: self._control.get("ticks") >= seen + 2, "a tick of the timer thread", self.state)
+        wait_for(lambda: self._control.get("ticks") >= seen + 2, "a tick of the timer thread", self.state, pause)
 
-    def let_pass(self, seconds):
+    def let_pass(self, seconds, pause=PAUSE_S):
         """Moves the clock in steps that the timer service takes for time passing, not for a corrected clock."""
         while seconds:
             step = min(seconds, 50)
             self.clock += step
             seconds -= step
-            self.tick()
+            self.tick(pause)
+
+    # --- faults ---
+
+    def word(self, name):
+        return self._control.get(name)
+
+    def set_word(self, name, value):
+        self._control.set(name, value)
 
     # --- the agent ---
 
@@ -257,7 +305,9 @@ class Gateway:
             command = [*emulator, "-E", "LD_LIBRARY_PATH=" + libraries, *command]
         else:
             env["LD_LIBRARY_PATH"] = libraries
-        with (self._recorder / "out").open("wb") as out, (self._recorder / "err").open("wb") as err:
+        if os.environ.get("NUVEK_SANITIZED") == "address":  # else the sanitizer's allocator goes ahead of the recorder's
+            env.update(LD_PRELOAD=str(build / "tests/dialogue/libtcapi.so"), ASAN_OPTIONS="verify_asan_link_order=0")
+        with (self._recorder / "out").open("ab") as out, (self._recorder / "err").open("ab") as err:
             self.agent = subprocess.Popen(command, env=env, stdout=out, stderr=err, stdin=subprocess.DEVNULL)
         wait_for(self._served, "the agent's local port", self.state)
         return self
@@ -282,7 +332,8 @@ class Gateway:
     def restart(self, power_cut=False):
         """Starts the agent on the store as it left it: the live one, or after a power cut the flash."""
         self.store.update(self.saved() if power_cut else self.written())
-        (self._recorder / "record").unlink()
+        for name in ("record", "out", "err"):
+            (self._recorder / name).unlink()
         self._seen = 0
         return self.start()
 
@@ -321,6 +372,12 @@ class Gateway:
 
     def wait_record(self, line, times=1):
         wait_for(lambda: self.records().count(line) >= times, "%d times: %s" % (times, line), self.state)
+
+    def forget(self):
+        """Begins all that is known of the agent anew, at a moment when it is quiet."""
+        for name in ("record", "out", "err"):
+            os.truncate(self._recorder / name, 0)
+        self._seen = 0
 
     def written(self):
         return _values(self.records())

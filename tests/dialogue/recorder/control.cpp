@@ -37,7 +37,9 @@ namespace control {
 
 uint32_t read(Word word) { return be32toh(__atomic_load_n(words() + word, __ATOMIC_RELAXED)); }
 
-void count(Word word) { __atomic_store_n(words() + word, htobe32(read(word) + 1), __ATOMIC_RELAXED); }
+void write(Word word, uint32_t value) { __atomic_store_n(words() + word, htobe32(value), __ATOMIC_RELAXED); }
+
+void count(Word word) { write(word, read(word) + 1); }
 
 std::string file(const char* name) {
   const char* folder = getenv("NUVEK_RECORDER");
