@@ -51,13 +51,14 @@ class Control:
     def __init__(self, path):
         path.write_bytes(bytes(4 * len(self.WORDS)))
         with path.open("r+b") as file:
-            self._map = mmap.mmap(file.fileno(), 0)
+            # Whole words: struct.pack_into() clears the bytes first, and the agent would meet a clock of 0.
+            self._words = memoryview(mmap.mmap(file.fileno(), 0)).cast("I")
 
     def get(self, word):
-        return struct.unpack_from(">I", self._map, 4 * self.WORDS.index(word))[0]
+        return socket.ntohl(self._words[self.WORDS.index(word)])
 
     def set(self, word, value):
-        struct.pack_into(">I", self._map, 4 * self.WORDS.index(word), value)
+        self._words[self.WORDS.index(word)] = socket.htonl(value)
 
 
 class Link:

@@ -43,7 +43,7 @@ def test_whichever_allocation_fails_only_what_needed_it_is_missing(gateway, piec
         where = "allocation %d of %d failed" % (number, needed)
         lines = [line for expected, line in outcomes if expected == outcome]
         assert lines, (where, outcome)
-        assert None in lines or any(day.told(line) for line in lines), (where, lines)
+        assert None in lines or any(day.told(line) for line in lines), (where, lines, agent.state())
         day.next_report_is_right()
         day.take_in()
         wait_for(lambda: day.holds() == held, "%s; descriptors and memory %s" % (where, held), lambda: str(day.holds()))
