@@ -204,6 +204,7 @@ class Gateway:
         self.local_port = self._local_holder.getsockname()[1]
         self.store = dict(DEVICE_STORE if store is None else store)
         self._control = Control(self._recorder / "control")
+        self.clocks = []  # all that it ever showed
         self.clock = clock
         self.uptime = 1000
         if synchronised:
@@ -251,6 +252,7 @@ class Gateway:
 
     @clock.setter
     def clock(self, seconds):
+        self.clocks.append(seconds)
         self._control.set("clock_s", seconds)
 
     @property
