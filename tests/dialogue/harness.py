@@ -192,6 +192,8 @@ class Platform:
 class Gateway:
     """The agent's whole surroundings: files, store, clock, shell, and the agent itself as a process."""
 
+    LIBRARIES = ("tests/dialogue", "lib")  # the recorder's ahead of the desk's own
+
     def __init__(self, folder, store=None, clock=NOW, synchronised=True):
         self.root = folder / "root"
         self._recorder = folder / "recorder"
@@ -296,7 +298,7 @@ class Gateway:
         """Starts the agent and waits until it serves its local port, which is the end of its start-up."""
         self._write_store(self.store)
         build = pathlib.Path(os.environ["NUVEK_BUILD"])
-        libraries = "%s:%s" % (build / "tests/dialogue", build / "lib")
+        libraries = ":".join(str(build / folder) for folder in self.LIBRARIES)
         command = [os.environ.get("NUVEK_AGENT", str(build / "bin/nuvek")), *options]
         emulator = shlex.split(os.environ.get("NUVEK_EMULATOR", ""))
         env = {
@@ -308,8 +310,10 @@ class Gateway:
             command = [*emulator, "-E", "LD_LIBRARY_PATH=" + libraries, *command]
         else:
             env["LD_LIBRARY_PATH"] = libraries
-        if os.environ.get("NUVEK_SANITIZED") == "address":  # else the sanitizer's allocator goes ahead of the recorder's
-            env.update(LD_PRELOAD=str(build / "tests/dialogue/libtcapi.so"), ASAN_OPTIONS="verify_asan_link_order=0")
+        recorder = build / "tests/dialogue"
+        if os.environ.get("NUVEK_SANITIZED") == "address" and str(recorder) in libraries:
+            # Else the sanitizer's allocator would go ahead of the recorder's.
+            env.update(LD_PRELOAD=str(recorder / "libtcapi.so"), ASAN_OPTIONS="verify_asan_link_order=0")
         with (self._recorder / "out").open("ab") as out, (self._recorder / "err").open("ab") as err:
             self.agent = subprocess.Popen(command, env=env, stdout=out, stderr=err, stdin=subprocess.DEVNULL)
         wait_for(self._served, "the agent's local port", self.state)
