@@ -11,6 +11,7 @@
 #include "core/records.h"
 #include "core/registration.h"
 #include "core/store.h"
+#include "link/dispatch.h"
 #include "link/response.h"
 #include "link/result_state.h"
 #include "link/server.h"
@@ -27,7 +28,10 @@ void run_due_steps() {
   nuvek_first_report(&g_devinfo);
   nuvek_default_report(&g_devinfo);
   nuvek_cycle_report(&g_devinfo);
-  if (nuvek_get_RPCResultRes() != 0) return;
+  if (nuvek_get_RPCResultRes() != 0) {
+    dispatch::add_missing_timer();
+    return;
+  }
   if (g_resultTimerId != 0) RemoveTimer(g_resultTimerId);
   nuvek_task_report(&g_devinfo, &g_server_Arg);
   nuvek_task_process(&g_devinfo, &g_server_Arg);

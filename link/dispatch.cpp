@@ -28,6 +28,8 @@ constexpr char kKeyFile[] = "/usr/osgi/nuvekKeyInfo";
 constexpr size_t kKeyTextSize = 2048;
 constexpr int32_t kBackOffSelectTimeout_s = 1;
 
+bool g_timer_missing;  // a delayed report has no timer; main thread only
+
 void append_block(text::Builder& keys, const char* name, const GisInfo& block, const char* letter) {
   keys.append("Node:%s\n", name);
   keys.append("Long=%s\n", block.Long);
@@ -53,15 +55,24 @@ void log_inform_code(int32_t code) {
   if (code == -3 || code == -4) NUVEK_ERROR_AS(kOperation, "server return error");
 }
 
+void add_report_timer() {
+  const uint32_t delay_ms = static_cast<uint32_t>(nuvek_get_delaySessionTime()) * 1000;
+  g_resultTimerId = AddTimer(nullptr, delay_ms, nuvek_timer_task_report, nullptr, 0);
+  g_timer_missing = g_resultTimerId == -1;
+}
+
 // The platform is overloaded: report again later, each time after twice the delay.
 void arm_delayed_report() {
   nuvek_set_selectTimeout(kBackOffSelectTimeout_s);
   nuvek_set_delaySessionTime(++g_resultRetryCount);
-  const uint32_t delay_ms = static_cast<uint32_t>(nuvek_get_delaySessionTime()) * 1000;
-  g_resultTimerId = AddTimer(nullptr, delay_ms, nuvek_timer_task_report, nullptr, 0);
+  add_report_timer();
 }
 
 }  // namespace
+
+void dispatch::add_missing_timer() {
+  if (g_timer_missing && g_timerList.inited == 1) add_report_timer();
+}
 
 int nuvek_handle_message(DevInfo* devinfo, ServerArg* server, const RecvData* record) {
   NUVEK_DEBUG("Enter");
@@ -98,6 +109,7 @@ int nuvek_RPCResultRes_process(ServerArg*, DevInfo*, const RecvData* record) {
   char path[kObjPathSize] = "";
   nuvek_get_ObjPath(record->ID, path);
   nuvek_set_RPCResultRes(record->Code);
+  g_timer_missing = false;
   if (is_path_of("NUVEK.SiteSpeed", path)) {
     nuvek_task_setState(kSpeedTask);
     if (record->Code == -3 || record->Code == -2) {

@@ -24,6 +24,14 @@ int nuvek_RPCInform0Res_process(ServerArg* server, DevInfo* devinfo, const RecvD
 // speed test arms the delayed task report.
 int nuvek_RPCResultRes_process(ServerArg* server, DevInfo* devinfo, const RecvData* record);
 
+namespace dispatch {
+
+// Adds the timer of a delayed report that could not be added when it was asked for: without it the platform, which
+// hears of no result any more, would never lift its back-off, and no measurement would run again.
+void add_missing_timer();
+
+}  // namespace dispatch
+
 // Writes the key file that the gateway's other software reads: the location blocks in use, the UUID and the
 // registration identifier.
 void nuvek_save_keys(const DevInfo* devinfo, const RecvData* record);

@@ -14,9 +14,10 @@ void nuvek_json_get_value(const char* json, const char* key, char* out, size_t s
 
 namespace json {
 
-Tree parse(const char* text) {
+Tree parse(const char* text, bool* no_memory) {
   json_value* root = nullptr;
-  json_parse_document(&root, text);
+  const int result = json_parse_document(&root, text);
+  if (no_memory != nullptr) *no_memory = result == JSON_NO_MEMORY;
   return Tree(root);
 }
 

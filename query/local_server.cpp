@@ -118,16 +118,20 @@ void nuvek_localProcess(int listen_fd) {
   // Cleared, so that a member the client leaves out is not taken from the client before.
   GisInfo record{};
   char scratch[kScratchSize] = "";
-  nuvek_local_response(message, connection.fd(), nuvek_save_node(message, scratch, &record));
+  const int result = nuvek_save_node(message, scratch, &record);
+  if (result == kLocationUnread) return;  // the client meets a closed connection and posts again
+  nuvek_local_response(message, connection.fd(), result);
 }
 
 int nuvek_local_response(const char* request, int fd, int result) {
   char id[32] = "";
-  nuvek_json_get_value(request, "ID", id);
+  bool no_memory = false;
+  json::copy_value(json::parse(request, &no_memory), "ID", id);
   json::Message answer;
   json_AddNumberToObject(answer.root(), "Result", result);
   json_AddNumberToObject(answer.root(), "ID", text::to_int32(id));
-  if (const json::Text text = answer.text()) {
+  // An answer to nobody's identifier is worse than none.
+  if (const json::Text text = no_memory ? json::Text() : answer.text()) {
     NUVEK_DEBUG("local response:%s ", text.get());
     if (send(fd, text.get(), strlen(text.get()), 0) == -1) perror("send");
   }

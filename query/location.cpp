@@ -46,14 +46,20 @@ int nuvek_save_node(const char* request, char*, GisInfo* record) {
     NUVEK_DEBUG("location locked");
     return kLocationLocked;
   }
-  nuvek_json_get_value(request, "Longitude", record->Long);
-  nuvek_json_get_value(request, "Latitude", record->Lat);
-  nuvek_json_get_value(request, "HorizontalError", record->HorizontalError);
-  nuvek_json_get_value(request, "AltitudeError", record->VerticalError);
-  nuvek_json_get_value(request, "AreaCode", record->AreaCode);
-  nuvek_json_get_value(request, "GISDigest", record->GISDigest);
-  nuvek_json_get_value(request, "Elevation", record->Altitudes);
-  nuvek_json_get_value(request, "TimeStamp", record->GISLockTime);
+  bool no_memory = false;
+  const json::Tree message = json::parse(request, &no_memory);
+  if (no_memory) {
+    NUVEK_ERROR("no memory");  // half a location would be locked like a whole one
+    return kLocationUnread;
+  }
+  json::copy_value(message, "Longitude", record->Long);
+  json::copy_value(message, "Latitude", record->Lat);
+  json::copy_value(message, "HorizontalError", record->HorizontalError);
+  json::copy_value(message, "AltitudeError", record->VerticalError);
+  json::copy_value(message, "AreaCode", record->AreaCode);
+  json::copy_value(message, "GISDigest", record->GISDigest);
+  json::copy_value(message, "Elevation", record->Altitudes);
+  json::copy_value(message, "TimeStamp", record->GISLockTime);
   text::copy(record->GISInterface, "A");
   normalise(record->Long);
   normalise(record->Lat);

@@ -5,10 +5,11 @@
 #include "core/records.h"
 
 constexpr int kLocationStored = 0;
+constexpr int kLocationUnread = -1;  // no memory to read the message; nothing was written, and no client is told so
 constexpr int kLocationLocked = -3;  // a location is stored already; nothing was written
 
 // Stores the location that a client posted, unless one is stored already. `record` is the working record: a member that
-// is absent leaves its field as it is. `scratch` is not used. Returns kLocationStored or kLocationLocked.
+// is absent leaves its field as it is. `scratch` is not used. Returns one of the above.
 int nuvek_save_node(const char* request, char* scratch, GisInfo* record);
 
 // Reads a decimal number: an optional minus (no plus), digits, a fraction, an exponent. Reading stops at the first

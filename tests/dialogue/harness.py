@@ -14,12 +14,16 @@ import time
 from messages import DEVICE_STORE, NOW, PRIMARY, SECONDARY
 
 WAIT_S = 15  # bound of every wait for something that must come
+PAUSE_S = 0.002  # between two looks
 SLOW = "NUVEK_EMULATOR" in os.environ or "NUVEK_SANITIZED" in os.environ
 AT_ONCE_S = 5 if SLOW else 0.5
+# What a test can make fail, in the order of recorder/faults.h.
+FAULTS = ("memory", "socket", "connect", "accept", "select", "send", "short send", "receive", "open", "full disk", "system",
+          "lookup")
 SANITIZER_REPORT = re.compile(r"ThreadSanitizer|AddressSanitizer|LeakSanitizer|runtime error:")
 
 
-def wait_for(condition, what, state=lambda: ""):
+def wait_for(condition, what, state=lambda: "", pause=PAUSE_S):
     """Waits until the condition gives something true and returns that."""
     end = time.monotonic() + WAIT_S
     while True:
@@ -27,7 +31,7 @@ def wait_for(condition, what, state=lambda: ""):
         if result:
             return result
         assert time.monotonic() < end, "waited %d s in vain for %s\n%s" % (WAIT_S, what, state())
-        time.sleep(0.002)
+        time.sleep(pause)
 
 
 def reserve_port():
@@ -43,18 +47,20 @@ class Control:
 
     WORDS = ("clock_s", "clock_us", "uptime_s", "shell_runs", "store_edits", "ticks",
              "target_s", "step_s", "parked", "turns", "longest_turn_us", "longest_turn_s",
-             "reports", "full_speed_tables", "empty_speed_tables", "trace_ends", "refused_connects", "heap_bytes")
+             "reports", "full_speed_tables", "empty_speed_tables", "trace_ends", "refused_connects", "heap_bytes",
+             "tick_us", "fail_allocation", "allocations", "live", "fault_seed", "fault_rate", *FAULTS)
 
     def __init__(self, path):
         path.write_bytes(bytes(4 * len(self.WORDS)))
         with path.open("r+b") as file:
-            self._map = mmap.mmap(file.fileno(), 0)
+            # Whole words: struct.pack_into() clears the bytes first, and the agent would meet a clock of 0.
+            self._words = memoryview(mmap.mmap(file.fileno(), 0)).cast("I")
 
     def get(self, word):
-        return struct.unpack_from(">I", self._map, 4 * self.WORDS.index(word))[0]
+        return socket.ntohl(self._words[self.WORDS.index(word)])
 
     def set(self, word, value):
-        struct.pack_into(">I", self._map, 4 * self.WORDS.index(word), value)
+        self._words[self.WORDS.index(word)] = socket.htonl(value)
 
 
 class Link:
@@ -63,6 +69,7 @@ class Link:
     def __init__(self, connection):
         self.socket = connection
         self.socket.settimeout(WAIT_S)
+        self.closed = False
         self._pending = b""
 
     def _receive(self, what):
@@ -80,19 +87,42 @@ class Link:
         return request
 
     def _next_request(self):
-        while b"\r\n\r\n" not in self._pending:
-            self._receive("the head of a request")
-        head = self._pending.index(b"\r\n\r\n") + 4
+        while not (request := self._cut_request()):
+            self._receive("a whole request")
+        return request
+
+    def _cut_request(self):
+        """The first request of what was received; None while it is not whole."""
+        head = self._pending.find(b"\r\n\r\n") + 4
+        if head < 4:
+            return None
         length = re.search(rb"\r\nContent-Length: (\d+)\r\n", self._pending[:head])
         assert length, "a request without its length: %r" % self._pending
         end = head + int(length.group(1))
-        while len(self._pending) < end:
-            self._receive("the body of a request")
+        if len(self._pending) < end:
+            return None
         request, self._pending = self._pending[:end], self._pending[end:]
         return request
 
     def answer(self, block):
         self.socket.sendall(block)
+
+    def take(self):
+        """The whole requests that are here already, without waiting; `closed` tells whether more can come."""
+        self.socket.setblocking(False)
+        try:
+            while data := self.socket.recv(65536):
+                self._pending += data
+            self.closed = True
+        except BlockingIOError:
+            pass
+        except ConnectionError:
+            self.closed = True
+        self.socket.settimeout(WAIT_S)
+        requests = []
+        while request := self._cut_request():
+            requests.append(request)
+        return requests
 
     def received_until_closed(self):
         while data := self.socket.recv(65536):
@@ -149,17 +179,24 @@ class Platform:
         except socket.timeout:
             raise AssertionError("waited %d s in vain for a connection to %s" % (WAIT_S, self.address)) from None
 
-    def nobody_waits(self):
+    def waiting(self):
+        """The connections that are here already, without waiting."""
         self._listener.setblocking(False)
+        links = []
         try:
-            self._listener.accept()
+            while True:
+                links.append(Link(self._listener.accept()[0]))
         except BlockingIOError:
-            return True
-        return False
+            return links
+
+    def nobody_waits(self):
+        return not self.waiting()
 
 
 class Gateway:
     """The agent's whole surroundings: files, store, clock, shell, and the agent itself as a process."""
+
+    LIBRARIES = ("tests/dialogue", "lib")  # the recorder's ahead of the desk's own
 
     def __init__(self, folder, store=None, clock=NOW, synchronised=True):
         self.root = folder / "root"
@@ -174,6 +211,7 @@ class Gateway:
         self.local_port = self._local_holder.getsockname()[1]
         self.store = dict(DEVICE_STORE if store is None else store)
         self._control = Control(self._recorder / "control")
+        self.clocks = []  # all that it ever showed
         self.clock = clock
         self.uptime = 1000
         if synchronised:
@@ -221,6 +259,7 @@ class Gateway:
 
     @clock.setter
     def clock(self, seconds):
+        self.clocks.append(seconds)
         self._control.set("clock_s", seconds)
 
     @property
@@ -231,18 +270,32 @@ class Gateway:
     def uptime(self, seconds):
         self._control.set("uptime_s", seconds)
 
-    def tick(self):
+    def pass_quickly(self, seconds):
+        """Lets so much time pass as let_pass() does, with a timer thread that looks far more often than a gateway's."""
+        self.set_word("tick_us", 200)
+        self.let_pass(seconds, 0.0002)
+        self.set_word("tick_us", 0)
+
+    def tick(self, pause=PAUSE_S):
         """Lets the timer thread look once at its timers, from now on."""
         seen = self._control.get("ticks")
-        wait_for(lambda: self._control.get("ticks") >= seen + 2, "a tick of the timer thread", self.state)
+        wait_for(lambda: self._control.get("ticks") >= seen + 2, "a tick of the timer thread", self.state, pause)
 
-    def let_pass(self, seconds):
+    def let_pass(self, seconds, pause=PAUSE_S):
         """Moves the clock in steps that the timer service takes for time passing, not for a corrected clock."""
         while seconds:
             step = min(seconds, 50)
             self.clock += step
             seconds -= step
-            self.tick()
+            self.tick(pause)
+
+    # --- faults ---
+
+    def word(self, name):
+        return self._control.get(name)
+
+    def set_word(self, name, value):
+        self._control.set(name, value)
 
     # --- the agent ---
 
@@ -256,7 +309,7 @@ class Gateway:
         """Starts the agent and waits for nothing."""
         self._write_store(self.store)
         build = pathlib.Path(os.environ["NUVEK_BUILD"])
-        libraries = "%s:%s" % (build / "tests/dialogue", build / "lib")
+        libraries = ":".join(str(build / folder) for folder in self.LIBRARIES)
         command = [os.environ.get("NUVEK_AGENT", str(build / "bin/nuvek")), *options]
         emulator = shlex.split(os.environ.get("NUVEK_EMULATOR", ""))
         env = {
@@ -268,7 +321,11 @@ class Gateway:
             command = [*emulator, "-E", "LD_LIBRARY_PATH=" + libraries, *command]
         else:
             env["LD_LIBRARY_PATH"] = libraries
-        with self.output_path.open("wb") as out, (self._recorder / "err").open("wb") as err:
+        recorder = build / "tests/dialogue"
+        if os.environ.get("NUVEK_SANITIZED") == "address" and str(recorder) in libraries:
+            # Else the sanitizer's allocator would go ahead of the recorder's.
+            env.update(LD_PRELOAD=str(recorder / "libtcapi.so"), ASAN_OPTIONS="verify_asan_link_order=0")
+        with self.output_path.open("ab") as out, (self._recorder / "err").open("ab") as err:
             self.agent = subprocess.Popen(command, env=env, stdout=out, stderr=err, stdin=subprocess.DEVNULL)
 
     def _served(self):
@@ -291,7 +348,8 @@ class Gateway:
     def restart(self, power_cut=False):
         """Starts the agent on the store as it left it: the live one, or after a power cut the flash."""
         self.store.update(self.saved() if power_cut else self.written())
-        (self._recorder / "record").unlink()
+        for name in ("record", "out", "err"):
+            (self._recorder / name).unlink()
         self._seen = 0
         return self.start()
 
@@ -330,6 +388,12 @@ class Gateway:
 
     def wait_record(self, line, times=1):
         wait_for(lambda: self.records().count(line) >= times, "%d times: %s" % (times, line), self.state)
+
+    def forget(self):
+        """Begins all that is known of the agent anew, at a moment when it is quiet."""
+        for name in ("record", "out", "err"):
+            os.truncate(self._recorder / name, 0)
+        self._seen = 0
 
     def written(self):
         return _values(self.records())

@@ -2,6 +2,7 @@
 
 import ctypes
 import hashlib
+import time
 
 NOW = 1600000000  # 2020-09-13 20:26:40 on the gateway's UTC+8 clock
 NOW_TEXT = "20200913202640"
@@ -44,6 +45,25 @@ LOCATED_STORE = {
 }
 ACKNOWLEDGED_STORE = {**LOCATED_STORE, "nuvek_Entry0 alreadyReport": "1"}
 
+TABLES = {
+    "nuvekInterfaceInfo_Common Count": "2",
+    "nuvekInterfaceInfo_Entry0 IFName": "br0", "nuvekInterfaceInfo_Entry0 PhyAddr": "001122334455",
+    "nuvekInterfaceInfo_Entry0 Mask": "255.255.255.0", "nuvekInterfaceInfo_Entry0 LocalIP": "192.168.1.1",
+    "nuvekInterfaceInfo_Entry0 MTU": "1500.9",
+    "nuvekInterfaceInfo_Entry1 IFName": "ppp8", "nuvekInterfaceInfo_Entry1 RemoteIP": "100.64.0.1",
+    "nuvekRouteInfo_Common Count": "1",
+    "nuvekRouteInfo_Entry0 Dest": "0.0.0.0", "nuvekRouteInfo_Entry0 Flags": "UG",
+    "nuvekRouteInfo_Entry0 Gateway": "100.64.0.1", "nuvekRouteInfo_Entry0 Iface": "ppp8",
+    "nuvekRouteInfo_Entry0 Mask": "0.0.0.0", "nuvekRouteInfo_Entry0 Metric": "7",
+    "nuvek_DnsInfo FirDns": "100.64.0.53", "nuvek_DnsInfo SecDns": "100.64.1.53",
+}
+INTERFACES = (
+    '{"NUVEK":{"Interface":{"InterfaceTable":['
+    '{"Name":"br0","PhyAddr":"001122334455","Mask":"255.255.255.0","LocalIP":"192.168.1.1","RemoteIP":"","MTU":1500},'
+    '{"Name":"ppp8","PhyAddr":"","Mask":"","LocalIP":"","RemoteIP":"100.64.0.1","MTU":0}],'
+    '"RouteTable":[{"Dest":"0.0.0.0","Flags":"UG","Gateway":"100.64.0.1","Iface":"ppp8","Mask":"0.0.0.0","Metric":7}],'
+    '"DNS1":"100.64.0.53","DNS2":"100.64.1.53"}}}')
+
 _c = ctypes.CDLL(None)
 
 
@@ -56,6 +76,11 @@ def message_id(clock_s):
         if digit not in digits and (digit or digits):
             digits.append(digit)
     return int("".join(map(str, digits)))
+
+
+def device_time(clock_s):
+    """What the gateway's clock shows, in UTC+8."""
+    return time.strftime("%Y%m%d%H%M%S", time.gmtime(clock_s + 8 * 3600))
 
 
 def first_uuid(clock_s, clock_us, mac):
@@ -118,11 +143,17 @@ def speed_result(clock_s=NOW, table="", url="", address="", error='"null"', host
                 % (UUID, message_id(clock_s), url, address, table, error), host)
 
 
-def trace_result(clock_s=NOW, path="", host=PRIMARY):
-    """The result of a trace whose target's name does not resolve."""
+def trace_result(clock_s=NOW, path="", address="", host=PRIMARY):
+    """The result of a trace; without an address the target's name did not resolve."""
     return post('["%s",{"RPCMethod":"Result","ID":%d,"TaskStatus":0,"ObjectPath":"NUVEK.TraceRoute","Params":{"NUVEK":'
-                '{"TraceRouteResult":{"DestIP":"","MaxTTL":30,"Method":"icmp","PathTable":[%s],"Error":"null"}}}}]'
-                % (UUID, message_id(clock_s), path), host)
+                '{"TraceRouteResult":{"DestIP":"%s","MaxTTL":30,"Method":"icmp","PathTable":[%s],"Error":"null"}}}}]'
+                % (UUID, message_id(clock_s), address, path), host)
+
+
+def location(letter, block):
+    values = {"Status": "set", **{name: block[name] or NOTHING[name] for name in NUMBERS}, "AreaCode": block["AreaCode"],
+              "GISDigest": block["GISDigest"], "GISInterface": letter, "GISLockTime": block["GISLockTime"]}
+    return '{"NUVEK":{"GISInfo%s":{%s}}}' % (letter, members(values, NUMBERS))
 
 
 def answer(*objects, length=None, body=None):

@@ -1,32 +1,8 @@
 """Periodic reports, and the platform's Gets that come in answer to them."""
-from messages import (ACKNOWLEDGED_STORE, BLOCK_A, NO_BLOCK, NOTHING, NOW, NUMBERS, answer, counters, device_info, get,
-                      get_response, members, period_report)
+from messages import (ACKNOWLEDGED_STORE, BLOCK_A, INTERFACES, NO_BLOCK, NOW, TABLES, answer, counters, device_info, get,
+                      get_response, location, period_report)
 
 DUE = {**ACKNOWLEDGED_STORE, "nuvek_Common LastInformTime": str(NOW - 86401)}
-TABLES = {
-    "nuvekInterfaceInfo_Common Count": "2",
-    "nuvekInterfaceInfo_Entry0 IFName": "br0", "nuvekInterfaceInfo_Entry0 PhyAddr": "001122334455",
-    "nuvekInterfaceInfo_Entry0 Mask": "255.255.255.0", "nuvekInterfaceInfo_Entry0 LocalIP": "192.168.1.1",
-    "nuvekInterfaceInfo_Entry0 MTU": "1500.9",
-    "nuvekInterfaceInfo_Entry1 IFName": "ppp8", "nuvekInterfaceInfo_Entry1 RemoteIP": "100.64.0.1",
-    "nuvekRouteInfo_Common Count": "1",
-    "nuvekRouteInfo_Entry0 Dest": "0.0.0.0", "nuvekRouteInfo_Entry0 Flags": "UG",
-    "nuvekRouteInfo_Entry0 Gateway": "100.64.0.1", "nuvekRouteInfo_Entry0 Iface": "ppp8",
-    "nuvekRouteInfo_Entry0 Mask": "0.0.0.0", "nuvekRouteInfo_Entry0 Metric": "7",
-    "nuvek_DnsInfo FirDns": "100.64.0.53", "nuvek_DnsInfo SecDns": "100.64.1.53",
-}
-INTERFACES = (
-    '{"NUVEK":{"Interface":{"InterfaceTable":['
-    '{"Name":"br0","PhyAddr":"001122334455","Mask":"255.255.255.0","LocalIP":"192.168.1.1","RemoteIP":"","MTU":1500},'
-    '{"Name":"ppp8","PhyAddr":"","Mask":"","LocalIP":"","RemoteIP":"100.64.0.1","MTU":0}],'
-    '"RouteTable":[{"Dest":"0.0.0.0","Flags":"UG","Gateway":"100.64.0.1","Iface":"ppp8","Mask":"0.0.0.0","Metric":7}],'
-    '"DNS1":"100.64.0.53","DNS2":"100.64.1.53"}}}')
-
-
-def location(letter, block):
-    values = {"Status": "set", **{name: block[name] or NOTHING[name] for name in NUMBERS}, "AreaCode": block["AreaCode"],
-              "GISDigest": block["GISDigest"], "GISInterface": letter, "GISLockTime": block["GISLockTime"]}
-    return '{"NUVEK":{"GISInfo%s":{%s}}}' % (letter, members(values, NUMBERS))
 
 
 def reported(gateway, store, **options):

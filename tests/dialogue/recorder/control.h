@@ -9,6 +9,7 @@
 
 namespace control {
 
+// The words from kMemoryFaults on count what was made to fail; their order is that of faults::Kind.
 enum Word {
   kClock_s,
   kClock_us,
@@ -29,11 +30,29 @@ enum Word {
   kTraceEnds,
   kRefusedConnects,
   kHeap_bytes,
+  // Of the dialogues with faults.
+  kTick_us,         // length of the timer thread's sleep; 0 is as long as it asks for
+  kFailAllocation,  // the n-th allocation from now fails; 0 is none
+  kAllocations,     // allocations since the start
+  kLive,            // allocations not released yet
+  kFaultSeed,       // of the faults drawn at random
+  kFaultRate,       // of 65536 calls of each kind, so many fail; 0 is none
+  kMemoryFaults,
+  kSocketFaults,
+  kConnectFaults,
+  kAcceptFaults,
+  kSelectFaults,
+  kSendFaults,
+  kShortSends,
+  kReceiveFaults,
+  kOpenFaults,
+  kFullDisks,
+  kSystemFaults,
+  kLookupFaults,
   kWords
 };
 
 uint32_t read(Word word);
-
 void write(Word word, uint32_t value);
 
 // Adds 1 to a word of which the agent is the only writer.

@@ -1,7 +1,6 @@
 // Stands in for the calls by which the agent learns the time, looks up names and starts programs. The loader finds them
 // here before it looks into the C library. The clock stands still until the test moves it; waits in select() and
 // usleep() stay real.
-#include <dlfcn.h>
 #include <netdb.h>
 #include <sys/sysinfo.h>
 #include <sys/time.h>
@@ -14,15 +13,10 @@
 #include <string>
 
 #include "control.h"
+#include "faults.h"
 #include "record.h"
 
 namespace {
-
-// The function of the same name behind this library.
-template <typename Function>
-Function* behind(const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
 
 constexpr char kSilence[] = "-";
 constexpr timespec kLookAgain{0, 5000000};
@@ -72,6 +66,7 @@ int sysinfo(struct sysinfo* info) noexcept {
 // Only the timer thread sleeps this way: the count tells the test that a tick has passed.
 int usleep(useconds_t time_us) {
   control::count(control::kTicks);
+  if (const uint32_t tick_us = control::read(control::kTick_us)) time_us = tick_us;
   const timespec time{static_cast<time_t>(time_us / 1000000), static_cast<long>(time_us % 1000000) * 1000};
   return nanosleep(&time, nullptr);
 }
@@ -79,14 +74,24 @@ int usleep(useconds_t time_us) {
 // Records the command. Runs it only when the test says so, with the test's own programs first in PATH.
 int system(const char* command) {
   static const auto real = behind<int(const char*)>("system");
-  record(std::string("system ") + command);
+  {
+    const faults::Aside aside;
+    record(std::string("system ") + command);
+  }
+  if (faults::strikes(faults::kSystem)) return -1;
   return control::read(control::kShellRuns) != 0 ? real(command) : 0;
 }
 
 int getaddrinfo(const char* name, const char* service, const struct addrinfo* hints, struct addrinfo** found) {
   static const auto real = behind<int(const char*, const char*, const addrinfo*, addrinfo**)>("getaddrinfo");
-  record(std::string("lookup ") + name);
-  const std::string address = address_of(name);
-  return address.empty() ? EAI_NONAME : real(address.c_str(), service, hints, found);
+  char address[64] = "";
+  {
+    const faults::Aside aside;
+    record(std::string("lookup ") + name);
+    const std::string known = address_of(name);
+    known.copy(address, sizeof address - 1);
+  }
+  if (faults::strikes(faults::kLookup)) return EAI_AGAIN;
+  return address[0] == '\0' ? EAI_NONAME : real(address, service, hints, found);
 }
 }

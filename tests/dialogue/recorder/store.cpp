@@ -13,6 +13,7 @@
 #include <string>
 
 #include "control.h"
+#include "faults.h"
 #include "platform/tcapi.h"
 #include "record.h"
 
@@ -80,6 +81,7 @@ void record(const std::string& line) {
 extern "C" {
 
 int tcapi_get(const char* node, const char* attr, char* value) {
+  const faults::Aside aside;
   Store& all = store();
   const std::lock_guard<std::mutex> guard(all.lock);
   all.take_edits();
@@ -91,6 +93,7 @@ int tcapi_get(const char* node, const char* attr, char* value) {
 }
 
 int tcapi_set(const char* node, const char* attr, const char* value) {
+  const faults::Aside aside;
   Store& all = store();
   const std::lock_guard<std::mutex> guard(all.lock);
   all.take_edits();
@@ -101,6 +104,7 @@ int tcapi_set(const char* node, const char* attr, const char* value) {
 }
 
 int tcapi_commit(const char* node) {
+  const faults::Aside aside;
   Store& all = store();
   const std::lock_guard<std::mutex> guard(all.lock);
   all.take_edits();
@@ -109,12 +113,14 @@ int tcapi_commit(const char* node) {
 }
 
 int tcapi_save(void) {
+  const faults::Aside aside;
   const std::lock_guard<std::mutex> guard(store().lock);
   record("save");
   return 0;
 }
 
 int tcdbg_printf(const char* format, ...) {
+  const faults::Aside aside;
   static const Journal console("console");
   char text[4096];
   va_list arguments;

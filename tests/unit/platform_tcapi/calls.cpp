@@ -21,10 +21,12 @@ int g_death_step = 0;
 int g_failing_call = 0;
 int g_error = 0;
 bool g_short_writes = false;
+size_t g_bytes_to_live = 0;  // what may still be written before the process dies in the middle of a write; 0 is no end
 constexpr int kNamesMax = 64;
 const char* g_names[kNamesMax];
 
-void start(int death_step, int failing_call, int error, bool short_writes) {
+void start(int death_step, int failing_call, int error, bool short_writes, size_t bytes_to_live = 0) {
+  g_bytes_to_live = bytes_to_live;
   g_death_step = death_step;
   g_failing_call = failing_call;
   g_error = error;
@@ -70,6 +72,7 @@ mode_t mode_of(int flags, va_list arguments) {
 namespace calls {
 
 void die_at_step(int step) { start(step, 0, 0, false); }
+void die_at_byte(size_t byte) { start(0, 0, 0, false, byte); }
 void fail_at_call(int call, int error) { start(0, call, error, false); }
 void count() { start(0, 0, 0, false); }
 void write_bytes_singly() { start(0, 0, 0, true); }
@@ -122,8 +125,13 @@ extern "C" ssize_t read(int fd, void* bytes, size_t size) {
 
 extern "C" ssize_t write(int fd, const void* bytes, size_t size) {
   NEXT(write, "write");
-  const size_t taken = g_counting && g_short_writes && size > 1 ? 1 : size;
-  return pass("write", [&] { return call_write(fd, bytes, taken); });
+  size_t taken = g_counting && g_short_writes && size > 1 ? 1 : size;
+  const bool dies = g_counting && g_bytes_to_live != 0 && g_bytes_to_live <= taken;
+  if (dies) taken = g_bytes_to_live;
+  if (g_bytes_to_live != 0) g_bytes_to_live -= taken;
+  const ssize_t written = pass("write", [&] { return call_write(fd, bytes, taken); });
+  if (dies) kill(getpid(), SIGKILL);
+  return written;
 }
 
 extern "C" int fsync(int fd) {

@@ -3,12 +3,16 @@
 #ifndef NUVEK_TESTS_PLATFORM_TCAPI_CALLS_H
 #define NUVEK_TESTS_PLATFORM_TCAPI_CALLS_H
 
+#include <cstddef>
 #include <string>
 
 namespace calls {
 
 // From now on the process kills itself at this step; every call is two steps, ahead of it and after it. The first is 1.
 void die_at_step(int step);
+
+// From now on the process kills itself as soon as it has written so many bytes, be it in the middle of a write.
+void die_at_byte(size_t byte);
 
 // From now on the call of this number fails with this error. The first is 1.
 void fail_at_call(int call, int error);

@@ -90,6 +90,113 @@ TEST_F(CrashTest, KilledWhileItSaves) {
   EXPECT_EQ(read_file(flash()), new_text);
 }
 
+// The store as a power cut finds it. What is cut here is the process; that a save brings the text to the disk ahead of
+// its name, so that no later step outlives an earlier one, is store_test's to hold. Each save changes all three
+// attributes, so that a mixture of two levels shows.
+class PowerCutTest : public CrashTest {
+ protected:
+  static int set_all(const std::string& value) {
+    for (const char* attr : {"first", "middle", "last"}) {
+      if (tcapi_set("n", attr, value.c_str()) != 0) return 1;
+    }
+    return 0;
+  }
+
+  static void save_level(const std::string& value) {
+    ASSERT_EQ(set_all(value), 0);
+    ASSERT_EQ(tcapi_save(), 0);
+  }
+
+  // Cuts the power: the first process of the next start, and so all others, must find one whole level, old or new.
+  void expect_one_level(const std::string& old_value, const std::string& new_value) const {
+    cut_power();
+    const std::string found = tool({"get", "n", "first"}).out;
+    EXPECT_TRUE(found == old_value + "\n" || found == new_value + "\n") << found;
+    for (const char* attr : {"first", "middle", "last"}) EXPECT_EQ(get("n", attr) + "\n", found);
+  }
+
+  // And it goes on from there.
+  void expect_saving() const {
+    save_level("later");
+    cut_power();
+    EXPECT_EQ(get("n", "last"), "later");
+  }
+};
+
+TEST_F(PowerCutTest, AtEveryStepOfASave) {
+  bool was_old = false;
+  kill_at_every_step(
+      [] {
+        save_level("old level");
+        ASSERT_EQ(set_all("the new level"), 0);
+      },
+      [] { return tcapi_save(); },
+      [&] {
+        expect_one_level("old level", "the new level");
+        was_old = was_old || get("n", "first") == "old level";
+      });
+  EXPECT_TRUE(was_old) << "no cut came in time to matter";
+  EXPECT_EQ(get("n", "first"), "the new level");
+  expect_saving();
+}
+
+TEST_F(PowerCutTest, AtEveryByteThatASaveWrites) {
+  save_level("the new level");
+  const size_t size = read_file(flash()).size();
+  for (size_t byte = 1; byte <= size; ++byte) {
+    SCOPED_TRACE("cut at byte " + std::to_string(byte));
+    save_level("old level");
+    ASSERT_EQ(set_all("the new level"), 0);
+    ASSERT_EQ(end_of(start_process([&] {
+                calls::die_at_byte(byte);
+                return tcapi_save();
+              })),
+              -SIGKILL);
+    EXPECT_EQ(read_file(folder_ + "/flash.new").size(), byte);
+    expect_one_level("old level", "old level");
+  }
+  expect_saving();
+}
+
+// From the first change to the end of the save: what the live level held alone is gone, never a part of it.
+TEST_F(PowerCutTest, AtEveryByteOfChangesAndASave) {
+  int end = -SIGKILL;
+  size_t byte = 0;
+  while (end == -SIGKILL) {
+    SCOPED_TRACE("cut at byte " + std::to_string(++byte));
+    save_level("old level");
+    end = end_of(start_process([&] {
+      calls::die_at_byte(byte);
+      return set_all("the new level") != 0 || tcapi_save() != 0;
+    }));
+    expect_one_level("old level", end == 0 ? "the new level" : "old level");
+  }
+  EXPECT_EQ(end, 0);
+  EXPECT_GT(byte, 3 * read_file(flash()).size()) << "three changes and a save each write the store";
+  expect_saving();
+}
+
+TEST_F(PowerCutTest, LeavesATornNewFileThatNobodyReads) {
+  save_level("old level");
+  const std::string sound = read_file(flash());
+  const std::string next = std::string("# tcapi store 1\n[n]\nfirst=new\n# end\n");
+  for (size_t size = 0; size <= next.size(); ++size) {
+    SCOPED_TRACE("torn after byte " + std::to_string(size));
+    write_file(flash(), sound);
+    write_file(folder_ + "/flash.new", next.substr(0, size));
+    expect_one_level("old level", "old level");
+    write_file(folder_ + "/live/level.new", next.substr(0, size));
+    EXPECT_EQ(tool({"get", "n", "last"}).out, "old level\n");
+    expect_saving();
+  }
+}
+
+TEST_F(PowerCutTest, LeavesATornNewFileAndNoOtherWhenItWasTheFirstSave) {
+  write_file(folder_ + "/flash.new", "# tcapi store 1\n[n]\nfirst=ne");
+  EXPECT_EQ(get("n", "first"), "<none>");
+  expect_saving();
+}
+
 // At any moment, not only between calls: the reader sees each value that the writer was told to be set.
 TEST_F(CrashTest, KilledAtAnyMomentLosesNothingThatWasAcknowledged) {
   constexpr int kDeaths = 40;

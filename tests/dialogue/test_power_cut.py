@@ -1,0 +1,98 @@
+"""The agent with the desk's own store, and a power cut: the live level is gone, the flash level is what is left."""
+import os
+import pathlib
+import shlex
+import shutil
+import subprocess
+import time
+
+import pytest
+
+from harness import WAIT_S, Gateway, wait_for
+from messages import ACKNOWLEDGED_STORE, answer, counters, get, get_response, period_report
+
+CHANGES_PER_SAVE = 20
+
+class DeskGateway(Gateway):
+    """A gateway whose store is the desk's; the clock is the machine's."""
+
+    LIBRARIES = ("lib",)
+
+    def __init__(self, folder):
+        super().__init__(folder, {**ACKNOWLEDGED_STORE, "nuvek_Server ReportCycle": "525600",
+                                  "nuvek_Common LastInformTime": str(int(time.time()))})
+        self.folder = self.root / "var/lib/tcapi"
+        self.folder.mkdir(parents=True)
+        nodes = {}
+        for name, value in self.store.items():
+            node, attr = name.split(" ")
+            nodes.setdefault(node, []).append("%s=%s\n" % (attr, value))
+        (self.folder / "flash").write_text("# tcapi store 1\n%s# end\n" % "".join(
+            "[%s]\n%s" % (node, "".join(lines)) for node, lines in nodes.items()))
+
+    def tcapi(self, *words):
+        build = pathlib.Path(os.environ["NUVEK_BUILD"])
+        command = [*shlex.split(os.environ.get("NUVEK_EMULATOR", "")), str(build / "bin/tcapi"), *words]
+        return subprocess.run(command, env={"TCAPI_STORE": str(self.folder)}, stdout=subprocess.PIPE, text=True,
+                              timeout=WAIT_S, check=False).stdout.strip()
+
+    def counted(self):
+        """The periodic reports that the live level knows of."""
+        return int(self.tcapi("get", "nuvek_Counter", "SuccessInform") or 0)
+
+    def report(self):
+        """Makes a periodic report due, by hand, and waits until it is counted."""
+        before = self.counted()
+        self.tcapi("set", "nuvek_Common", "LastInformTime", "1")
+        self.turns()
+        wait_for(lambda: self.counted() == before + 1, "report %d to be counted" % (before + 1), self.state)
+
+    def cut_power(self):
+        self.agent.kill()
+        self.agent.wait()
+        shutil.rmtree(self.folder / "live")
+
+
+@pytest.fixture
+def desk(tmp_path):
+    gateway = DeskGateway(tmp_path)
+    gateway.primary.up()
+    yield gateway.start()
+    gateway.stop()
+
+
+def check_counters(desk, expected):
+    """What the agent itself answers, and goes on to count from."""
+    assert desk.counted() == expected
+    desk.report()
+    link = desk.primary.waiting()[-1]
+    assert link.take()[-1] == period_report()
+    link.answer(answer(get("NUVEK.Counter")))
+    assert link.request() == get_response("NUVEK.Counter", counters(success_inform=expected + 1))
+    link.expect_close()
+
+
+@pytest.mark.parametrize("changes", [1, 19, 20, 21, 39, 40])
+def test_a_power_cut_costs_the_changes_since_the_last_save(desk, changes):
+    for _ in range(changes):
+        desk.report()
+    assert desk.counted() == changes
+    desk.cut_power()
+    desk.start()
+    kept = changes // CHANGES_PER_SAVE * CHANGES_PER_SAVE
+    assert changes - kept <= 19
+    check_counters(desk, kept)
+
+
+def test_a_power_cut_beside_a_torn_new_file_costs_no_more(desk):
+    for _ in range(CHANGES_PER_SAVE + 3):
+        desk.report()
+    desk.cut_power()
+    flash = (desk.folder / "flash").read_bytes()
+    for size in (0, 1, len(flash) // 2, len(flash) - 1):
+        (desk.folder / "flash.new").write_bytes(flash[:size])
+        desk.start()
+        assert desk.counted() == CHANGES_PER_SAVE
+        desk.cut_power()
+    desk.start()
+    check_counters(desk, CHANGES_PER_SAVE)
