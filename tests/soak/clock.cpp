@@ -3,6 +3,7 @@
 // run of one seed goes the same way. Beside the clock, a witness: it counts what the agent begins, so that the soak
 // need not believe the agent's own counters.
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <malloc.h>
 #include <pthread.h>
 #include <sys/select.h>
@@ -48,8 +49,19 @@ Function* behind(Function*, const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-// Helper programs run by this machine's clock.
-__attribute__((constructor)) void stay_out_of_helper_programs() { unsetenv("LD_PRELOAD"); }
+// Files of notes; from the beginning and without a buffer, so that they do not count as the agent's growth.
+int g_requests = -1;
+int g_answers = -1;
+
+int open_notes(const char* name) {
+  return open(control::file(name).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+}
+
+__attribute__((constructor)) void begin() {
+  unsetenv("LD_PRELOAD");  // helper programs run by this machine's clock
+  g_requests = open_notes("requests");
+  g_answers = open_notes("answers");
+}
 
 long long real_us() {
   timespec now{};
@@ -145,26 +157,20 @@ void begin_turn() {
   g_waited_us = 0;
 }
 
-FILE* open_notes(const char* name) { return fopen(control::file(name).c_str(), "ae"); }
-
 // "TURN UPTIME ID" of each request that went out; the periodic report has no ID.
 void note_request(const char* request) {
-  static FILE* const notes = open_notes("requests");
   const char* id = strstr(request, "\"ID\":");
-  fprintf(notes, "%u %u %ld\n", control::read(control::kTurns), control::read(control::kUptime_s),
+  dprintf(g_requests, "%u %u %ld\n", control::read(control::kTurns), control::read(control::kUptime_s),
           id == nullptr ? 0 : strtol(id + 5, nullptr, 10));
-  fflush(notes);
 }
 
 // The ID of each ResultResponse that the agent has read, as the desk's platform server writes it.
 void note_answers(std::string_view block) {
   constexpr std::string_view kResultResponse = "\"ResultResponse\",\"ID\":";
-  static FILE* const notes = open_notes("answers");
   for (size_t at = 0; (at = block.find(kResultResponse, at)) != std::string_view::npos;) {
     at += kResultResponse.size();
-    fprintf(notes, "%ld\n", strtol(std::string(block.substr(at)).c_str(), nullptr, 10));
+    dprintf(g_answers, "%ld\n", strtol(std::string(block.substr(at)).c_str(), nullptr, 10));
   }
-  fflush(notes);
 }
 
 }  // namespace

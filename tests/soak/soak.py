@@ -26,8 +26,8 @@ SAMPLE_DAYS = 6
 # What is sampled, and by how much it may grow within one life of the agent.
 FIGURES = (
     ("resident, kB", 256),  # code that is used for the first time, with some pages around it
-    ("private, kB", 48),  # the same for data and stack
-    ("heap in use, bytes", 8192),  # what the C library keeps after its first look-up of a name
+    ("private, kB", 64),  # the same for data and stack
+    ("heap in use, bytes", 8192),  # what the C library keeps for things done for the first time
     ("descriptors", 1),  # a connection that the platform left open
 )
 FAULTS = ("not_found", "server_error", "close", "reset", "silence", "garbage", "two_pieces", "wrong_length", "oversize")
@@ -44,7 +44,7 @@ class Soak:
         self.elapsed_s = 0
         self.number = itertools.count()
         self.events = []
-        self.settled_s = 0  # a day after the agent's last start
+        self.started_s, self.done_at_start = 0, (0, 0, 0)
 
     def require(self, condition, what):
         if not condition:
@@ -118,7 +118,7 @@ class Soak:
 
     def restart(self):
         self.world.restart()
-        self.settled_s = self.elapsed_s + DAY_S
+        self.note_start()
         self.happened["restarts of the agent"] += 1
         self.again(90, 150, self.restart)
 
@@ -128,7 +128,7 @@ class Soak:
             self.again(1, 2, self.cut_power)
             return
         before, after = self.world.cut_power()
-        self.settled_s = self.elapsed_s + DAY_S
+        self.note_start()
         lost = {name: before[name] - after[name] for name in COUNTERS}
         self.require(min(lost.values()) >= 0 and sum(lost.values()) <= MOST_LOST_AT_A_POWER_CUT,
                      f"a power cut took {lost} from the counters")
@@ -176,9 +176,18 @@ class Soak:
         self.world.set_line(self.random.random() > 0.2)
         self.world.set_trace(self.random.randint(0, 2))
 
+    def work_done(self):
+        seen = self.world.control.get
+        return seen("reports"), seen("full_speed_tables") + seen("empty_speed_tables"), seen("trace_ends")
+
+    def note_start(self):
+        self.started_s, self.done_at_start = self.elapsed_s, self.work_done()
+
     def take_sample(self):
-        """Once the agent has done all its kinds of work."""
-        if self.elapsed_s < self.settled_s:
+        """From a day after the agent's start, once it has done each kind of work."""
+        if self.elapsed_s < self.started_s + DAY_S:
+            return
+        if any(now == then for now, then in zip(self.work_done(), self.done_at_start)):
             return
         self.samples.append((self.elapsed_s // DAY_S, len(self.world.starts), self.world.sample()))
 
