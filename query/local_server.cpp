@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -36,6 +37,22 @@ class Connection {
  private:
   int fd_;
 };
+
+// A client may hold the main loop as long as it stays. One whose machine is gone does not count as staying: the kernel
+// asks for it, and ends the connection after some 40 s without an answer.
+void notice_when_gone(int fd) {
+  static constexpr struct {
+    int level;
+    int option;
+    int value;
+  } kOptions[] = {
+      {SOL_SOCKET, SO_KEEPALIVE, 1},
+      {IPPROTO_TCP, TCP_KEEPIDLE, 10},
+      {IPPROTO_TCP, TCP_KEEPINTVL, 10},
+      {IPPROTO_TCP, TCP_KEEPCNT, 3},
+  };
+  for (const auto& option : kOptions) setsockopt(fd, option.level, option.option, &option.value, sizeof option.value);
+}
 
 // Waits for the first data. Returns false, with the reason in the log, when the connection is to be given up.
 bool wait_for_data(int fd) {
@@ -109,6 +126,7 @@ void nuvek_localProcess(int listen_fd) {
   }
   fcntl(accepted, F_SETFD, FD_CLOEXEC);
   const Connection connection(accepted);
+  notice_when_gone(accepted);
   if (!wait_for_data(connection.fd())) return;
   char buffer[kLocalMessageSize + 1];
   const char* message = receive_message(connection.fd(), buffer);

@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/select.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -253,6 +254,25 @@ TEST_F(LocalServerTest, AClientThatClosesOrResetsLeavesNothingBehindAndTheNextIs
   nuvek_localProcess(listen_fd_);
   EXPECT_TRUE(world().writes().empty());
   EXPECT_EQ(post(kPost), R"({"Result":0,"ID":7})");
+}
+
+TEST_F(LocalServerTest, AClientWhoseMachineIsGoneIsNoticedWithinFortySeconds) {
+  listen_now();
+  std::vector<int> options;
+  world().on_recv = [&](int fd, void*, size_t) -> ssize_t {
+    for (const auto& [level, option] :
+         {std::pair(SOL_SOCKET, SO_KEEPALIVE), std::pair<int, int>(IPPROTO_TCP, TCP_KEEPIDLE),
+          std::pair<int, int>(IPPROTO_TCP, TCP_KEEPINTVL), std::pair<int, int>(IPPROTO_TCP, TCP_KEEPCNT)}) {
+      int value = -1;
+      socklen_t size = sizeof value;
+      getsockopt(fd, level, option, &value, &size);
+      options.push_back(value);
+    }
+    errno = ETIMEDOUT;  // what the kernel answers then
+    return -1;
+  };
+  EXPECT_EQ(post("garbage"), "");
+  EXPECT_THAT(options, ElementsAre(1, 10, 10, 3));
 }
 
 TEST_F(LocalServerTest, AFailedAcceptIsToldOnTheErrorStream) {
