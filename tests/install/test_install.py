@@ -65,3 +65,11 @@ def test_manual_pages_bear_this_version_and_nothing_is_left_to_fill_in(tmp_path)
         assert f".Os nuvek {os.environ['NUVEK_VERSION']}\n" in page
         assert not re.search(r"@[A-Z_]+@", page)
     assert not re.search(r"@[A-Z_]+@", (root / "lib/systemd/system/nuvek.service").read_text())
+
+
+def test_the_porting_document_lists_the_endpoints_as_the_build_has_them(tmp_path):
+    root, _ = install(tmp_path)
+    built = re.findall(r'(?m)^  "(NUVEK_\w+)\|(\d+)\|([^|]+)\|', (PROJECT / "cmake" / "endpoints.cmake").read_text())
+    told = re.findall(r"(?m)^\| `(NUVEK_\w+)` \| (\d+) \| `([^`]+)` \|", (root / "share/doc/nuvek/porting.md").read_text())
+    assert len(built) == 8
+    assert told == built
