@@ -1,5 +1,6 @@
 #include "scenario.h"
 
+#include <yaml-cpp/eventhandler.h>
 #include <yaml-cpp/yaml.h>
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <set>
+#include <sstream>
 
 namespace desk {
 namespace {
@@ -41,6 +43,36 @@ std::string names_in(const Map& map) {
   for (const auto& row : map) names += (names.empty() ? "" : ", ") + row.first;
   return names;
 }
+
+// Counts the documents of a text, two at most: the library's own reading of all of them finds no end behind a stray
+// comma.
+class DocumentCounter : public YAML::EventHandler {
+ public:
+  static int count(const std::string& text) {
+    std::istringstream stream(text);
+    YAML::Parser parser(stream);
+    DocumentCounter counter;
+    while (counter.documents_ < 2 && parser.HandleNextDocument(counter)) {
+    }
+    return counter.documents_;
+  }
+
+ private:
+  using Mark = YAML::Mark;
+  using Anchor = YAML::anchor_t;
+  using Style = YAML::EmitterStyle::value;
+  void OnDocumentStart(const Mark&) override { ++documents_; }
+  void OnDocumentEnd() override {}
+  void OnNull(const Mark&, Anchor) override {}
+  void OnAlias(const Mark&, Anchor) override {}
+  void OnScalar(const Mark&, const std::string&, Anchor, const std::string&) override {}
+  void OnSequenceStart(const Mark&, const std::string&, Anchor, Style) override {}
+  void OnSequenceEnd() override {}
+  void OnMapStart(const Mark&, const std::string&, Anchor, Style) override {}
+  void OnMapEnd() override {}
+
+  int documents_ = 0;
+};
 
 class Reader {
  public:
@@ -230,9 +262,11 @@ Scenario Reader::read() {
     handlers[row.first] = [this, kind = row.second](const Node& value) { section(value, kind); };
   }
   try {
-    const std::vector<Node> documents = YAML::LoadAll(load());
-    if (documents.size() != 1) refuse(0, "expected one YAML document, found " + std::to_string(documents.size()));
-    map(documents[0], "the scenario", handlers);
+    const std::string text = load();
+    const int documents = DocumentCounter::count(text);
+    if (documents != 1)
+      refuse(0, documents == 0 ? "expected one YAML document, found none" : "expected one YAML document");
+    map(YAML::Load(text), "the scenario", handlers);
   } catch (const YAML::Exception& error) {
     refuse(error.mark.line, error.msg);
   }
