@@ -61,8 +61,8 @@ uint16_t draw_sequence() {
   return static_cast<uint16_t>((bytes[0] << 8 | bytes[1]) & kSequenceMask);
 }
 
-// Takes the clock for one UUID and moves the generator's memory on, so that UUIDs of one microsecond differ in their last
-// digit; the eleventh waits for the clock.
+// Takes the clock for one UUID and moves the generator's memory on, so that UUIDs of one microsecond differ in their
+// last digit; the eleventh waits for the clock.
 ClockTime next_time() {
   for (;;) {
     const ClockTime now = wall_clock::now();
