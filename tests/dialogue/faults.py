@@ -175,7 +175,7 @@ class Life(Day):
         """The platform asks for a report and lifts its back-off; every result that is still due must come out right."""
         self.due("LastInformTime", YEAR_S + 1)
         reported = False
-        rests = 0
+        rests = flushes = 0
         while rests < 2:
             self.agent.turns()
             self.agent.uptime += 41
@@ -189,6 +189,8 @@ class Life(Day):
                 self.answer(result_response(UNMATCHED, 0))
                 self.part()
             elif self.held and self.agent.word("live") > self.held[1]:
+                flushes += 1
+                assert flushes < 5, "holds %s for good, held %s" % (self.holds(), self.held)
                 self.agent.pass_quickly(5120)  # back-offs that were asked for again meanwhile still wait
                 rests = 0
             self.take_in()
