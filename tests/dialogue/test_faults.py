@@ -7,7 +7,7 @@ from harness import SLOW
 
 
 def test_whatever_failed_the_gateway_is_as_it_was_once_nothing_fails_any_more(tmp_path):
-    struck, failures = play(tmp_path, (2 if SLOW else 5) * DIALOGUES_PER_LIFE, 1)
+    struck, failures = play(tmp_path, (2 if SLOW else 4) * DIALOGUES_PER_LIFE, 1)
     assert not failures, failures[0]
     seldom = {"full disk"}  # one file is written, and only after a good answer
     if os.environ.get("NUVEK_SANITIZED") == "thread":

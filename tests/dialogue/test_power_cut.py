@@ -72,7 +72,7 @@ def check_counters(desk, expected):
     link.expect_close()
 
 
-@pytest.mark.parametrize("changes", [1, 19, 20, 21, 39, 40])
+@pytest.mark.parametrize("changes", [19, 20, 39])
 def test_a_power_cut_costs_the_changes_since_the_last_save(desk, changes):
     for _ in range(changes):
         desk.report()
