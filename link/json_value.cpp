@@ -5,11 +5,13 @@
 
 #include "core/text.h"
 
-void nuvek_json_get_value(const char* json, const char* key, char* out, size_t size) {
+bool nuvek_json_get_value(const char* json, const char* key, char* out, size_t size) {
   char quoted_key[64];
   snprintf(quoted_key, sizeof quoted_key, "\"%s\"", key);
-  if (strstr(json, quoted_key) == nullptr) return;  // saves the parse of a message without the key
-  json::copy_value(json::parse(json), key, out, size);
+  if (strstr(json, quoted_key) == nullptr) return true;  // saves the parse of a message without the key
+  bool no_memory = false;
+  json::copy_value(json::parse(json, &no_memory), key, out, size);
+  return !no_memory;
 }
 
 namespace json {

@@ -143,13 +143,12 @@ void nuvek_localProcess(int listen_fd) {
 
 int nuvek_local_response(const char* request, int fd, int result) {
   char id[32] = "";
-  bool no_memory = false;
-  json::copy_value(json::parse(request, &no_memory), "ID", id);
+  const bool was_read = nuvek_json_get_value(request, "ID", id);
   json::Message answer;
   json_AddNumberToObject(answer.root(), "Result", result);
   json_AddNumberToObject(answer.root(), "ID", text::to_int32(id));
   // An answer to nobody's identifier is worse than none.
-  if (const json::Text text = no_memory ? json::Text() : answer.text()) {
+  if (const json::Text text = was_read ? answer.text() : json::Text()) {
     NUVEK_DEBUG("local response:%s ", text.get());
     if (send(fd, text.get(), strlen(text.get()), 0) == -1) perror("send");
   }
