@@ -1,6 +1,10 @@
 import pytest
 
-from harness import Gateway
+pytest.register_assert_rewrite("day", "faults", "harness")  # a failed assertion in them is told in full, too
+
+from harness import Gateway, stay_on_one_processor
+
+stay_on_one_processor()
 
 
 @pytest.fixture

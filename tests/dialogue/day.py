@@ -43,6 +43,7 @@ class Day:
 
     def start(self):
         self.agent.start("-v", "1")
+        self.agent.tick()  # both threads run
         self.agent.effects()
         return self
 

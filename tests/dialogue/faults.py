@@ -11,7 +11,7 @@ import time
 import traceback
 
 from day import POST, SPEED, STORE, TRACE, UNMATCHED, WEEK_S, YEAR_S, Day
-from harness import FAULTS, Gateway, wait_for
+from harness import FAULTS, Gateway, stay_on_one_processor, wait_for
 from messages import (NOW, PRIMARY, REG_ID, SECONDARY, UUID, answer, device_time, get, inform0, inform0_response, period_report,
                       post, result_response, speed_result, trace_result)
 
@@ -260,6 +260,7 @@ def play(folder, dialogues, seed):
 
 
 def main(dialogues, seed):
+    stay_on_one_processor()
     print("faults: %d dialogues from seed %d" % (dialogues, seed), flush=True)
     begin = time.monotonic()
     with tempfile.TemporaryDirectory() as folder:

@@ -34,6 +34,13 @@ def wait_for(condition, what, state=lambda: "", pause=PAUSE_S):
         time.sleep(pause)
 
 
+def stay_on_one_processor():
+    """Keeps test and agent on one processor: what the agent sends is then here before the end of a connection that it
+    closes later. Between two processors a busy machine may deliver the later first."""
+    processors = sorted(os.sched_getaffinity(0))
+    os.sched_setaffinity(0, {processors[os.getpid() % len(processors)]})
+
+
 def reserve_port():
     """A free port for the life of the socket returned: bound, but open to others who allow the address to be reused."""
     holder = socket.socket()
@@ -246,10 +253,9 @@ class Gateway:
 
     def _write_store(self, values):
         lines = [name + ("" if value is None else "=" + value) + "\n" for name, value in values.items()]
-        new = self._recorder / "store.new"
-        new.write_text("".join(lines), encoding="latin-1")
-        new.rename(self._recorder / "store")
-        self._control.set("store_edits", self._control.get("store_edits") + 1)
+        number = self._control.get("store_edits") + 1
+        (self._recorder / ("store.%d" % number)).write_text("".join(lines), encoding="latin-1")
+        self._control.set("store_edits", number)
 
     # --- time ---
 

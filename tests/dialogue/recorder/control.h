@@ -58,7 +58,7 @@ void write(Word word, uint32_t value);
 // Adds 1 to a word of which the agent is the only writer.
 void count(Word word);
 
-// A file of the folder that NUVEK_RECORDER names: "control", "store", "record" or "console".
+// A file of the folder that NUVEK_RECORDER names: "control", "store.1", "record" or "console".
 std::string file(const char* name);
 
 }  // namespace control

@@ -1,5 +1,5 @@
-// A configuration store in memory that records each call. It begins as the file "store" says; the test plays the
-// gateway's other software by writing a new such file and counting up the word kStoreEdits.
+// A configuration store in memory that records each call. It begins as the file "store.1" says; the test plays the
+// gateway's other software by writing the next such file and counting up the word kStoreEdits. Each file is taken once.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -40,14 +40,16 @@ struct Store {
   std::mutex lock;
   std::map<std::string, std::string> values;  // by "NODE ATTR"
   std::set<std::string> nodes;
-  uint32_t edits_seen = ~0U;
+  uint32_t edits_seen = 0;
 
-  // Lines of the form "NODE ATTR=VALUE"; without "=" the attribute is removed. The caller holds the lock.
+  // The caller holds the lock.
   void take_edits() {
     const uint32_t edits = control::read(control::kStoreEdits);
-    if (edits == edits_seen) return;
-    edits_seen = edits;
-    std::ifstream file(control::file("store"));
+    while (edits_seen != edits) take_edit(++edits_seen);
+  }
+  // Lines of the form "NODE ATTR=VALUE"; without "=" the attribute is removed.
+  void take_edit(uint32_t number) {
+    std::ifstream file(control::file(("store." + std::to_string(number)).c_str()));
     for (std::string line; std::getline(file, line);) {
       const size_t equals = line.find('=');
       const std::string name = line.substr(0, equals);
