@@ -1,6 +1,8 @@
 """A registered gateway's day in pieces that can happen again and again, each from the same quiet to the same quiet."""
 import re
+import time
 
+from harness import wait_for
 from messages import (ACKNOWLEDGED_STORE, BLOCK_A, INTERFACES, NO_BLOCK, TABLES, acknowledged, answer, device_info,
                       device_time, get, get_response, location, message_id, period_report, registered, result_response, speed_result,
                       start_commands, trace_result)
@@ -174,6 +176,24 @@ class Day:
 
     def holds(self):
         return self.agent.descriptors(), self.agent.word("live")
+
+    def holds_no_more(self, held=None, where="at its quietest"):
+        """Waits until the agent holds no more descriptors and memory than `held`. A turn in progress holds more for a moment,
+        what is lost is held for ever. Returns the least that was seen: the next `held`."""
+        if held is None:  # the agent is on this processor too: while the test sleeps, it comes to the end of its turn
+            samples = []
+            for _ in range(50):
+                samples.append(self.holds())
+                time.sleep(0.002)
+            return tuple(map(min, *samples))
+        seen = []
+
+        def quiet():
+            seen.append(self.holds())
+            return all(now <= before for now, before in zip(seen[-1], held))
+
+        wait_for(quiet, "%s: descriptors and memory %s" % (where, held), lambda: str(seen[-1]))
+        return tuple(map(min, seen[-1], held))
 
     def told(self, line):
         """Whether the agent has said so since all that was known of it began anew."""

@@ -11,7 +11,7 @@ import time
 import traceback
 
 from day import POST, SPEED, STORE, TRACE, UNMATCHED, WEEK_S, YEAR_S, Day
-from harness import FAULTS, Gateway, stay_on_one_processor, wait_for
+from harness import FAULTS, Gateway, stay_on_one_processor
 from messages import (NOW, PRIMARY, REG_ID, SECONDARY, UUID, answer, device_time, get, inform0, inform0_response, period_report,
                       post, result_response, speed_result, trace_result)
 
@@ -63,9 +63,7 @@ class Life(Day):
         struck = {kind: count - before[kind] for kind, count in self.struck().items()}
         self.check_log(struck)
         self.settle()
-        if self.held is None:
-            self.held = self.holds()
-        wait_for(lambda: self.holds() == self.held, "descriptors and memory %s" % (self.held,), lambda: str(self.holds()))
+        self.held = self.holds_no_more(self.held)
         return struck
 
     def struck(self):
@@ -194,7 +192,7 @@ class Life(Day):
             if requests:
                 self.answer(result_response(UNMATCHED, 0))
                 self.part()
-            elif self.held and self.agent.word("live") > self.held[1]:
+            elif self.held and self.agent.word("live") > self.held[1] and self.holds_no_more()[1] > self.held[1]:
                 flushes += 1
                 assert flushes < 5, "holds %s for good, held %s" % (self.holds(), self.held)
                 self.agent.pass_quickly(5120)  # back-offs that were asked for again meanwhile still wait

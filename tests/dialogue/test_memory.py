@@ -4,7 +4,6 @@ import os
 import pytest
 
 from day import SPEED, STORE, TRACE, Day
-from harness import wait_for
 from messages import (BLOCK_A, LOCATED_STORE, REG_ID, answer, device_time, inform0, inform0_response, key_block, key_common,
                       registered, speed_result, trace_result)
 
@@ -29,7 +28,7 @@ def test_whichever_allocation_fails_only_what_needed_it_is_missing(gateway, piec
         day.next_report_is_right()
         day.take_in()
     assert needed > 0
-    held = day.holds()
+    held = day.holds_no_more()
     number = 0
     while True:
         number += 1
@@ -46,7 +45,7 @@ def test_whichever_allocation_fails_only_what_needed_it_is_missing(gateway, piec
         assert None in lines or any(day.told(line) for line in lines), (where, lines, agent.state())
         day.next_report_is_right()
         day.take_in()
-        wait_for(lambda: day.holds() == held, "%s; descriptors and memory %s" % (where, held), lambda: str(day.holds()))
+        held = day.holds_no_more(held, where)
     assert number > needed
     assert outcome == outcomes[0][0]
 
@@ -85,8 +84,7 @@ def test_a_registration_that_is_not_acknowledged_comes_again_whichever_allocatio
         day.links = day.links[-1:]
         assert [line for line in agent.effects() if not line.startswith("system")] in (registered(-3), [])
         assert agent.keys() in (keys, "")  # a file that was opened, and emptied, and could then not be written
-        held = held or day.holds()
-        wait_for(lambda: day.holds() == held, "descriptors and memory %s" % (held,), lambda: str(day.holds()))
+        held = day.holds_no_more(held)
         number += 1
     assert number > 50
     assert agent.keys() == keys
@@ -112,9 +110,7 @@ def test_a_gateway_starts_and_registers_whichever_allocation_of_its_start_fails(
         day.part()
         agent.effects()
         day.next_report_is_right()
-        held = held or day.holds()
-        wait_for(lambda: all(now <= clean for now, clean in zip(day.holds(), held)),
-                 "descriptors and memory %s at most" % (held,), lambda: str(day.holds()))
+        held = day.holds_no_more(held)
         agent.stop()
         number += 1
     assert number > 5
