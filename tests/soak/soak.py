@@ -21,6 +21,7 @@ TEST_SLACK_S = 4 * 5120  # a test waits while the result of the one before is be
 LOCAL_WAIT_S = 10  # that a client of the local port may keep the main loop waiting
 LONGEST_TURN_S = 6  # of work: three messages, each two attempts to connect of a second each
 LARGEST_CORRECTION_S = 7200
+LAST_REPORTS = 6
 SAMPLE_DAYS = 6
 
 # What is sampled, and by how much it may grow within one life of the agent.
@@ -192,9 +193,15 @@ class Soak:
         self.samples.append((self.elapsed_s // DAY_S, len(self.world.starts), self.world.sample()))
 
     def finish(self):
-        """One more report, at which the platform asks for the counters."""
+        """A last day, and then one more report, at which the platform asks for the counters: again when a result was counted
+        after it."""
         self.world.set_platform(PRIMARY, "Report: {gets: [[NUVEK.Counter]]}\n")
-        self.pass_to(self.elapsed_s + DAY_S + 2 * STEP_S)
+        self.pass_to(self.elapsed_s + DAY_S)
+        for _ in range(LAST_REPORTS):
+            self.world.gateway.tcapi("set", "nuvek_Common", "LastInformTime", "1")
+            self.pass_to(self.elapsed_s + 6 * STEP_S)  # longer than a speed test
+            if Accounts(self.world, self.lost).counters_by_get() == self.world.counters():
+                return
 
 
 def show_and_check(soak, world, real_s):
