@@ -58,8 +58,8 @@ def test_the_gate_closes_again_with_the_marker_gone(gateway):
 def test_the_first_stamp_is_written_once_and_not_saved(gateway):
     agent = gateway({**UNSEEDED, "nuvek_Entry0 GISInterface": ""})
     agent.start()
-    agent.effects()
     agent.turns()
+    assert agent.effects()[-1] == "set nuvek_Common LastInformTime=1600000000"  # and no save behind it
     agent.clock += 5
     agent.turns()
     assert [line for line in agent.records() if "LastInformTime=" in line] == ["set nuvek_Common LastInformTime=1600000000"]
