@@ -13,9 +13,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "core/counters.h"
-#include "link/response.h"
-#include "link/result_state.h"
+#include "agent/base/counters.h"
+#include "agent/rpc/response.h"
+#include "agent/tasks/result_state.h"
 #include "platform/tcapi.h"
 
 namespace {

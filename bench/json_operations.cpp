@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "agent/json/json_build.h"
 #include "bench/operations.h"
-#include "link/json_build.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "agent/ident/md5.h"
 #include "bench/operations.h"
-#include "ident/md5.h"
 
 extern "C" void libmd_digest(uint8_t* digest, const void* data, size_t length);
 

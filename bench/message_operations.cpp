@@ -11,15 +11,15 @@
 #include <filesystem>
 #include <fstream>
 
+#include "agent/base/config.h"
+#include "agent/base/counters.h"
+#include "agent/main/main_loop.h"
+#include "agent/report/registration.h"
+#include "agent/rpc/response.h"
+#include "agent/timer/timer.h"
 #include "bench/operations.h"
-#include "core/config.h"
-#include "core/counters.h"
-#include "core/main_loop.h"
-#include "core/registration.h"
-#include "link/response.h"
 #include "platform/site.h"
 #include "platform/tcapi.h"
-#include "timer/timer.h"
 
 namespace {
 

@@ -11,12 +11,12 @@
 #include <cstdarg>
 #include <ctime>
 
-#include "core/counters.h"
-#include "core/log.h"
-#include "core/text.h"
-#include "link/result_state.h"
+#include "agent/base/counters.h"
+#include "agent/base/log.h"
+#include "agent/base/text.h"
+#include "agent/tasks/result_state.h"
+#include "agent/tasks/task_state.h"
 #include "platform/tcapi.h"
-#include "tasks/task_state.h"
 #include "tests/fuzz/fuzz.h"
 
 namespace fuzz {

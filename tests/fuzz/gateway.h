@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/records.h"
+#include "agent/base/records.h"
 #include "tests/fuzz/scratch.h"
 
 namespace fuzz {

@@ -7,9 +7,9 @@
 #include <cmath>
 #include <utility>
 
-#include "core/text.h"
-#include "link/json_value.h"
-#include "query/local_server.h"
+#include "agent/base/text.h"
+#include "agent/json/json_value.h"
+#include "agent/local/local_server.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/gateway.h"
 

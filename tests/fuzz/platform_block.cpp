@@ -1,7 +1,7 @@
 // One block as the platform's socket gives it, through receiving, framing, dispatch and every handler.
 #include <algorithm>
 
-#include "link/response.h"
+#include "agent/rpc/response.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/gateway.h"
 

@@ -1,8 +1,8 @@
 // The speed-test program's seven result files, through the result object and the whole message. The input holds them
 // one after the other with a bar between; a file whose turn does not come is absent.
-#include "core/counters.h"
+#include "agent/base/counters.h"
+#include "agent/tasks/speed_test.h"
 #include "platform/mjson.h"
-#include "tasks/speed_test.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/gateway.h"
 

@@ -1,5 +1,5 @@
 // The trace-route program's output, through the table of hops and the whole result message.
-#include "tasks/trace_route.h"
+#include "agent/tasks/trace_route.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/gateway.h"
 

@@ -20,16 +20,16 @@
 #include <fstream>
 #include <sstream>
 
-#include "core/clock.h"
-#include "core/counters.h"
-#include "core/log.h"
-#include "core/main_loop.h"
-#include "core/records.h"
-#include "core/registration.h"
-#include "link/result_state.h"
+#include "agent/base/clock.h"
+#include "agent/base/counters.h"
+#include "agent/base/log.h"
+#include "agent/base/records.h"
+#include "agent/main/main_loop.h"
+#include "agent/report/registration.h"
+#include "agent/tasks/result_state.h"
+#include "agent/tasks/schedule.h"
+#include "agent/tasks/task_state.h"
 #include "platform/tcapi.h"
-#include "tasks/schedule.h"
-#include "tasks/task_state.h"
 
 namespace {
 

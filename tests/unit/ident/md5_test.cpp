@@ -1,5 +1,5 @@
 // The MD5 digest: the standard's own suite, every padding length, and messages that come in pieces.
-#include "ident/md5.h"
+#include "agent/ident/md5.h"
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>

@@ -1,5 +1,5 @@
 // Message identifiers: eight different digits, none in front that is zero, the same within one second.
-#include "ident/message_id.h"
+#include "agent/ident/message_id.h"
 
 #include <cstdlib>
 #include <set>

@@ -4,7 +4,7 @@
 // The generator's memory lives as long as the process and is never reset. It takes a clock at zero seconds and zero
 // microseconds for "never used", so a UUID made at that instant lets each test begin with a first use, in whatever
 // order tests run.
-#include "ident/uuid.h"
+#include "agent/ident/uuid.h"
 
 #include <dlfcn.h>
 #include <poll.h>

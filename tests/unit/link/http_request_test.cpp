@@ -1,5 +1,5 @@
 // The one way to send: the request's bytes, the location values, and what a failing connection does to it.
-#include "link/http_request.h"
+#include "agent/link/http_request.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "core/records.h"
+#include "agent/base/records.h"
 #include "tests/support/world.h"
 #include "tests/unit/link/closed_by.h"
 

@@ -1,5 +1,5 @@
 // Choosing the platform server, looking up its address, connecting and closing.
-#include "link/server.h"
+#include "agent/link/server.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -10,7 +10,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "core/records.h"
+#include "agent/base/records.h"
 #include "tests/support/world.h"
 #include "tests/unit/link/closed_by.h"
 

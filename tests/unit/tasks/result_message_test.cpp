@@ -1,5 +1,5 @@
 // What the two result messages have in common.
-#include "tasks/result_message.h"
+#include "agent/tasks/result_message.h"
 
 #include "tests/support/world.h"
 

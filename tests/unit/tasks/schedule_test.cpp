@@ -1,14 +1,14 @@
 // When the measurements start, how, and how their end is noticed.
-#include "tasks/schedule.h"
+#include "agent/tasks/schedule.h"
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <thread>
 
-#include "core/counters.h"
-#include "link/result_state.h"
-#include "tasks/task_state.h"
+#include "agent/base/counters.h"
+#include "agent/tasks/result_state.h"
+#include "agent/tasks/task_state.h"
 #include "tests/support/world.h"
 
 using ::testing::ElementsAre;

@@ -1,9 +1,9 @@
 // The speed test's files and the message made of them.
-#include "tasks/speed_test.h"
+#include "agent/tasks/speed_test.h"
 
-#include "core/counters.h"
-#include "ident/message_id.h"
-#include "tasks/task_state.h"
+#include "agent/base/counters.h"
+#include "agent/ident/message_id.h"
+#include "agent/tasks/task_state.h"
 #include "tests/support/world.h"
 
 using ::testing::Contains;

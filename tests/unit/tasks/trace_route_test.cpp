@@ -1,8 +1,8 @@
 // The trace-route's output and the table of hops made of it.
-#include "tasks/trace_route.h"
+#include "agent/tasks/trace_route.h"
 
-#include "ident/message_id.h"
-#include "tasks/task_state.h"
+#include "agent/ident/message_id.h"
+#include "agent/tasks/task_state.h"
 #include "tests/support/world.h"
 
 using ::testing::Contains;

@@ -8,9 +8,9 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "core/clock.h"
-#include "core/log.h"
-#include "core/text.h"
+#include "agent/base/clock.h"
+#include "agent/base/log.h"
+#include "agent/base/text.h"
 #include "tests/support/world.h"
 
 namespace {
@@ -59,7 +59,7 @@ int create(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*) { return 
 #define pthread_attr_destroy attr_destroy
 #define pthread_attr_setdetachstate set_detached
 #define pthread_create create
-#include "timer/timer.cpp"
+#include "agent/timer/timer.cpp"
 #undef malloc
 #undef calloc
 #undef pthread_mutex_init

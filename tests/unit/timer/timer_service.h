@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
+#include "agent/timer/timer.h"
 #include "tests/support/world.h"
-#include "timer/timer.h"
 
 constexpr std::chrono::seconds kLongestWait{30};  // a thread under emulation and a sanitizer is slow
 

@@ -1,5 +1,5 @@
 // Adding, removing and identifying timers, and how a step of the clock moves them. The timer thread sleeps meanwhile.
-#include "timer/timer.h"
+#include "agent/timer/timer.h"
 
 #include "tests/unit/timer/timer_service.h"
 

@@ -1,8 +1,8 @@
 // What the timer thread does tick by tick: firing, re-arming, the clock's steps, and its end.
 #include <atomic>
 
+#include "agent/timer/timer.h"
 #include "tests/unit/timer/timer_service.h"
-#include "timer/timer.h"
 
 namespace {
 

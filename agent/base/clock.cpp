@@ -1,0 +1,31 @@
+#include "agent/base/clock.h"
+
+#include <sys/time.h>
+#include <unistd.h>
+
+#include "agent/base/file.h"
+
+ClockTime curtime;
+ClockTime curtime_his;
+
+namespace {
+
+constexpr char kTimeSyncMarker[] = "/tmp/timeSync";  // made by the gateway's time client after its first success
+constexpr int32_t kEarliestTrusted_s = 1483200001;   // just after 2017-01-01 00:00 in UTC+8
+
+}  // namespace
+
+namespace wall_clock {
+
+ClockTime now() {
+  timeval time{};
+  gettimeofday(&time, nullptr);
+  return {static_cast<int32_t>(static_cast<uint32_t>(time.tv_sec)), static_cast<int32_t>(time.tv_usec)};
+}
+
+}  // namespace wall_clock
+
+int nuvek_check_timeSync() {
+  if (access(file::Path(kTimeSyncMarker).c_str(), F_OK) != 0) return 0;
+  return wall_clock::now().sec >= kEarliestTrusted_s ? 1 : 0;
+}

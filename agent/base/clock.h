@@ -1,0 +1,27 @@
+// Owns the wall clock as the device counts it: 32-bit seconds and microseconds.
+#ifndef NUVEK_AGENT_BASE_CLOCK_H
+#define NUVEK_AGENT_BASE_CLOCK_H
+
+#include <cstdint>
+
+struct ClockTime {
+  int32_t sec;
+  int32_t usec;
+};
+
+// "Now", refreshed by whichever report step needs it, and the reference instant of the default report. Main thread
+// only.
+extern ClockTime curtime;
+extern ClockTime curtime_his;
+
+namespace wall_clock {
+
+// The time of day since the epoch, seconds modulo 2^32.
+ClockTime now();
+
+}  // namespace wall_clock
+
+// Returns 1 when the clock is synchronised: the marker file exists and the time is past the start of 2017; else 0.
+int nuvek_check_timeSync();
+
+#endif

@@ -1,0 +1,28 @@
+// Owns the log: two switches, two forms. With nuvekDebug on, the console shows only where the program passed; with
+// nuvekDebugPrintf on, standard output shows the whole line.
+#ifndef NUVEK_AGENT_BASE_LOG_H
+#define NUVEK_AGENT_BASE_LOG_H
+
+#include <cstdint>
+
+// Counts of the options "-d" and "-v"; set before any other thread runs.
+extern int32_t nuvekDebug;
+extern int32_t nuvekDebugPrintf;
+
+namespace logging {
+
+enum class Level { debug, error };
+
+// One log line in the name of `operation`; nothing when both switches are off.
+void write(Level level, const char* operation, int line, const char* format, ...) __attribute__((format(printf, 4, 5)));
+
+}  // namespace logging
+
+#define NUVEK_DEBUG(...) logging::write(logging::Level::debug, __func__, __LINE__, __VA_ARGS__)
+#define NUVEK_ERROR(...) logging::write(logging::Level::error, __func__, __LINE__, __VA_ARGS__)
+
+// For a helper that works in the name of the operation which called it.
+#define NUVEK_DEBUG_AS(operation, ...) logging::write(logging::Level::debug, operation, __LINE__, __VA_ARGS__)
+#define NUVEK_ERROR_AS(operation, ...) logging::write(logging::Level::error, operation, __LINE__, __VA_ARGS__)
+
+#endif

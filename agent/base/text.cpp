@@ -1,0 +1,51 @@
+#include "agent/base/text.h"
+
+#include <cctype>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace text {
+
+void copy(char* destination, size_t size, const char* source) {
+  const size_t length = strnlen(source, size - 1);
+  memcpy(destination, source, length);
+  destination[length] = '\0';
+}
+
+int32_t to_int32(const char* source) {
+  const long long value = strtoll(source, nullptr, 10);
+  if (value > INT32_MAX) return INT32_MAX;
+  if (value < INT32_MIN) return INT32_MIN;
+  return static_cast<int32_t>(value);
+}
+
+uint32_t to_uint32(const char* source) {
+  while (isspace(static_cast<unsigned char>(*source)) != 0) ++source;
+  const bool negative = *source == '-';
+  const char* digits = negative || *source == '+' ? source + 1 : source;
+  if (isdigit(static_cast<unsigned char>(*digits)) == 0) return 0;
+  const unsigned long long magnitude = strtoull(digits, nullptr, 10);
+  if (magnitude > UINT32_MAX) return UINT32_MAX;
+  const uint32_t value = static_cast<uint32_t>(magnitude);
+  return negative ? 0U - value : value;
+}
+
+void Builder::append(const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  vsnprintf(buffer_ + length_, size_ - length_, format, arguments);
+  va_end(arguments);
+  length_ += strlen(buffer_ + length_);
+}
+
+void Builder::drop_last() { buffer_[--length_] = '\0'; }
+
+}  // namespace text
+
+void nuvek_strip_colons(char* destination, const char* source) {
+  for (; *source != '\0'; ++source) {
+    if (*source != ':') *destination++ = *source;
+  }
+}

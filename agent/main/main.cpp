@@ -1,0 +1,68 @@
+// Starts the agent: options, timers, the speed test's kernel module, configuration, counters, the local port; then the
+// main loop, for ever. Nothing that fails here stops the daemon.
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include "agent/base/config.h"
+#include "agent/base/counters.h"
+#include "agent/base/file.h"
+#include "agent/base/log.h"
+#include "agent/base/records.h"
+#include "agent/base/text.h"
+#include "agent/local/local_server.h"
+#include "agent/main/main_loop.h"
+#include "agent/tasks/result_state.h"
+#include "agent/timer/timer.h"
+
+namespace {
+
+// "-v WORD" and "-d WORD", each as often as wanted; the word is ignored. Anything else says nothing.
+void parse_options(int argc, char** argv) {
+  opterr = 0;
+  int option = 0;
+  while ((option = getopt(argc, argv, "v:d:")) != -1) {
+    if (option == 'd') ++nuvekDebug;
+    if (option == 'v') ++nuvekDebugPrintf;
+  }
+}
+
+void load_speed_test_module() {
+  char command[300];
+  snprintf(command, sizeof command, "insmod %s", file::Path("/lib/modules/speedtest.ko").c_str());
+  const int result = system(command);  // the module may be loaded already
+  static_cast<void>(result);
+}
+
+void clear_connection() {
+  text::copy(g_server_Arg.hostIp, "");
+  text::copy(g_server_Arg.urlPath, "/reg/");
+  g_server_Arg.fd = -1;
+}
+
+// Returns the local server's listening socket, or -1.
+int start_up(int argc, char** argv) {
+  static char output[1024];                        // in place of a page of heap, held for ever
+  setvbuf(stdout, output, _IOLBF, sizeof output);  // a log in a file survives a kill
+  parse_options(argc, argv);
+  signal(SIGPIPE, SIG_IGN);
+  if (timer_init() != 0) NUVEK_ERROR("Init timer fail!");
+  load_speed_test_module();
+  nuvek_load_server();
+  nuvek_load_devinfo(&g_devinfo);
+  nuvek_load_reportFlags();
+  nuvek_init_Counter();
+  const int listen_fd = nuvek_InitLocalServer();
+  nuvek_set_delaySessionTime(0);
+  clear_connection();
+  return listen_fd;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  MainLoop loop(start_up(argc, argv));
+  for (;;) loop.turn();
+}

@@ -1,0 +1,111 @@
+#include "agent/tasks/trace_route.h"
+
+#include <cctype>
+#include <cstdio>
+#include <cstring>
+
+#include "agent/base/file.h"
+#include "agent/base/log.h"
+#include "agent/base/text.h"
+#include "agent/link/server.h"
+#include "agent/tasks/result_message.h"
+#include "agent/tasks/task_state.h"
+
+namespace {
+
+constexpr char kObjectPath[] = "NUVEK.TraceRoute";
+constexpr int32_t kMaxTtl = 30;
+constexpr size_t kLineSize = 256;  // a longer line counts as several
+constexpr size_t kWordSize = 32;
+constexpr char kSilentHop[] = "[\"*\", \"null\", \"*\", \"null\", \"*\", \"null\"],";
+
+// Words of a line: hop number, host, address, first time, and further times and units. The ninth is never filled.
+enum Word { kHop, kHost, kAddress, kFirstTime, kFurther, kWordsRead = 8, kWords = 9 };
+
+struct Hop {
+  char words[kWords][kWordSize] = {};
+
+  explicit Hop(const char* line) {
+    for (int k = 0; k < kWordsRead; ++k) {
+      while (isspace(static_cast<unsigned char>(*line)) != 0) ++line;
+      size_t length = 0;
+      for (; *line != '\0' && isspace(static_cast<unsigned char>(*line)) == 0; ++line) {
+        if (length < kWordSize - 1) words[k][length++] = *line;
+      }
+    }
+  }
+  const char* host() const { return words[kHost]; }
+};
+
+// Appends a host and a time; the opening decides between the first pair of a row and a further one.
+void append_pair(text::Builder& rows, const char* opening, const char* host, const char* time) {
+  rows.append("%s\"%s\", %s", opening, host, time[0] == '*' ? "\"null\"" : time);
+}
+
+void append_row(text::Builder& rows, const Hop& hop) {
+  append_pair(rows, "[", hop.host(), hop.words[kFirstTime]);
+  for (int k = kFurther; hop.words[k][0] != '\0'; ++k) {  // the ninth, always empty, ends it
+    if (strstr(hop.words[k], "ms") == nullptr) append_pair(rows, ", ", hop.host(), hop.words[k]);
+  }
+  rows.append("],");
+}
+
+}  // namespace
+
+void nuvek_trace_parse(char* out) {
+  const file::Path path(kTraceOutput);
+  const file::Stream output = file::open(path, "r");
+  if (output == nullptr) {
+    printf("can't open %s\n", path.c_str());
+    return;
+  }
+  text::Builder rows(out, kTracePathSize);
+  char previous[kWordSize] = "";
+  char line[kLineSize];
+  while (fgets(line, sizeof line, output.get()) != nullptr) {
+    if (strstr(line, "traceroute") != nullptr) continue;
+    const Hop hop(line);
+    if (hop.host()[0] == '*') {
+      rows.append("%s", kSilentHop);
+      continue;
+    }
+    // A line that names the host of the line before, or begins it, is the same hop told again.
+    const bool repeated = previous[0] != '\0' && strncmp(previous, hop.host(), strlen(hop.host())) == 0;
+    if (!repeated) append_row(rows, hop);
+    text::copy(previous, hop.host());
+  }
+  if (rows.ends_with(',')) rows.drop_last();
+}
+
+void nuvek_trace_result(json_value* params) {
+  char address[kAddressSize] = "";
+  char path[kTracePathSize] = "";
+  nuvek_getaddrinfo(g_RemoteSerDomain.traceHost, address);
+  nuvek_trace_parse(path);
+
+  json_value* result = json_new_object();
+  json_AddStringToObject(result, "DestIP", address);
+  json_AddNumberToObject(result, "MaxTTL", kMaxTtl);
+  json_AddStringToObject(result, "Method", "icmp");
+  json_AddStringToObject(result, "PathTable", path);
+  json_AddStringToObject(result, "Error", "null");
+  json_value* wrapper = json_new_object();
+  json_AddItemToObject(wrapper, "TraceRouteResult", result);
+  json_AddItemToObject(params, "NUVEK", wrapper);
+}
+
+void nuvek_trace_test_Report(DevInfo* devinfo, ServerArg*) {
+  char body[kResultBodySize] = "";
+  const json::Message message;
+  json_value* params = json_new_object();
+  NUVEK_DEBUG("Enter");
+  const ReportLink link(__func__);
+  link.open();
+  const int32_t id = take_result_id(kObjectPath);
+  nuvek_trace_result(params);
+  add_result_envelope(message, id, kObjectPath, params);
+  message.print_body(body, sizeof body, devinfo->UUID);
+  open_path_table(body);
+  link.send(body);
+  nuvek_task_setState(kTraceTask);
+}

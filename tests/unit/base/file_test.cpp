@@ -1,0 +1,66 @@
+// Paths under the site's root, and files that close themselves.
+#include "agent/base/file.h"
+
+#include <dirent.h>
+
+#include <cstdlib>
+
+#include "tests/support/world.h"
+
+namespace {
+
+size_t open_descriptors() {
+  size_t count = 0;
+  DIR* folder = opendir("/proc/self/fd");
+  while (readdir(folder) != nullptr) ++count;
+  closedir(folder);
+  return count;
+}
+
+using FileTest = AgentTest;
+
+}  // namespace
+
+TEST_F(FileTest, APathLiesUnderTheSitesRoot) {
+  EXPECT_EQ(file::Path("/var/httpURL").c_str(), world().root + "/var/httpURL");
+}
+
+TEST_F(FileTest, WithoutARootAPathIsWhatItSays) {
+  setenv("NUVEK_ROOT", "", 1);
+  EXPECT_STREQ(file::Path("/tmp/timeSync").c_str(), "/tmp/timeSync");
+}
+
+TEST_F(FileTest, APathThatIsTooLongIsCut) {
+  setenv("NUVEK_ROOT", "", 1);
+  const std::string longest(255, 'p');
+  EXPECT_EQ(file::Path(longest.c_str()).c_str(), longest);
+  EXPECT_EQ(file::Path((longest + "q").c_str()).c_str(), longest);
+}
+
+TEST_F(FileTest, AnOpenFileReadsWhatItHolds) {
+  world().write_file("/var/note", "one line\n");
+  const file::Stream stream = file::open(file::Path("/var/note"), "r");
+  ASSERT_NE(stream, nullptr);
+  char line[32] = "";
+  EXPECT_NE(fgets(line, sizeof line, stream.get()), nullptr);
+  EXPECT_STREQ(line, "one line\n");
+}
+
+TEST_F(FileTest, AFileThatIsNotThereGivesAnEmptyStream) {
+  EXPECT_EQ(file::open(file::Path("/var/absent"), "r"), nullptr);
+}
+
+TEST_F(FileTest, AWrittenFileIsCompleteOnceItsStreamIsGone) {
+  fputs("kept", file::open(file::Path("/var/note"), "w").get());
+  EXPECT_EQ(world().read_file("/var/note"), "kept");
+}
+
+TEST_F(FileTest, AStreamClosesItsDescriptor) {
+  world().write_file("/var/note", "");
+  const size_t before = open_descriptors();
+  {
+    const file::Stream stream = file::open(file::Path("/var/note"), "r");
+    EXPECT_EQ(open_descriptors(), before + 1);
+  }
+  EXPECT_EQ(open_descriptors(), before);
+}
