@@ -128,7 +128,7 @@ void add_messages(std::vector<Operation>& operations) {
   fill_interface_table();
   for (const int entries : {0, 1, 2, 4, 8, 16, 32, kMostEntries}) {
     operations.push_back({"Get an interface table of " + std::to_string(entries), "nuvek",
-                          [entries, block = get_block("NUVEK.Interface")] {
+                          [entries, block = get_block("NUVEK.Interface")]() mutable {
                             static int size = -1;
                             if (size != entries) set_table_size(size = entries);
                             answer(block);

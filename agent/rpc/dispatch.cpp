@@ -49,9 +49,9 @@ int nuvek_RPCInform0Res_process(ServerArg*, DevInfo* devinfo, const RecvData* re
   NUVEK_DEBUG("Enter");
   if (record->RegID[0] == '\0') return 0;
   log_inform_code(record->Code);
-  const auto& letter = devinfo->reportInfo.GISInterface;
+  const char* letter = devinfo->reportInfo.GISInterface;
   if (record->Code == 0 && letter[0] != '\0') {
-    nuvek_set_alreadyReport(strncmp(letter, kBlocks[kBlockA].letter, sizeof letter) == 0 ? kBlockA : kBlockB);
+    nuvek_set_alreadyReport(strcmp(letter, kBlocks[kBlockA].letter) == 0 ? kBlockA : kBlockB);
   }
   text::copy(devinfo->RegID, record->RegID);
   store::write(node::kCommon, attr::kRegId, record->RegID);
