@@ -1,7 +1,8 @@
 #include "agent/json/json_build.h"
 
-#include <charconv>
 #include <cstdio>
+
+#include "agent/base/text.h"
 
 namespace json {
 
@@ -65,10 +66,8 @@ int json_AddStringToObject(json::Value& object, const char* name, const char* va
 }
 
 int json_AddNumberToObject(json::Value& object, const char* name, int32_t value) {
-  char digits[12];
-  *std::to_chars(digits, digits + sizeof digits - 1, value).ptr = '\0';
   json_value* label = json_new_string(name);
-  return Builder::add_member(object, label, json_new_number(digits));
+  return Builder::add_member(object, label, json_new_number(text::Number(value).c_str()));
 }
 
 int json_AddItemToArray(json::Value& array, json::Value&& item) {

@@ -24,7 +24,7 @@ Document::Document(const char* text) {
 
 void Document::copy(const char* key, char* out, size_t size) const {
   const char* value = json_value_text(json_label_value(json_find_first_label(tree_.get(), key)));
-  if (value != nullptr) text::copy(out, size, value);
+  if (value != nullptr) text::copy_escaped(out, size, value);
 }
 
 }  // namespace json

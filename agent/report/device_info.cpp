@@ -57,7 +57,7 @@ void add_location_values(json::Value& object, const GisInfo& block) {
     const char* zero = text == kLong || text == kLat ? "0.00000" : "0.0";
     const char* value = text_of(block, text);
     char shown[16];  // the platform takes at most 15 characters
-    text::copy(shown, value[0] == '\0' ? zero : value);
+    text::copy_escaped(shown, sizeof shown, value[0] == '\0' ? zero : value);
     json_AddStringToObject(object, kLocationTexts[text].name, shown);
   }
 }

@@ -56,9 +56,7 @@ int nuvek_cycle_arrive(int32_t kind) {
   if (task == nullptr) return 0;
   if (nuvekReport.aReported != 1 && nuvekReport.bReported != 1) return 0;
   const int32_t cycle_s = task_cycle_s();
-  char last[16] = "";
-  store::read(node::kCommon, task->stamp, last);
-  const int32_t last_s = text::to_int32(last);
+  const int32_t last_s = task->stamp.read();
   if (last_s == 0) return 0;  // a test that has never run waits for its trigger
   const int32_t passed_s = text::wrapping_difference(wall_clock::now().sec, last_s);
   if (static_cast<uint32_t>(passed_s) < static_cast<uint32_t>(cycle_s)) return 0;

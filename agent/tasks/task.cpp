@@ -3,18 +3,24 @@
 #include <cstring>
 
 #include "agent/base/clock.h"
-#include "agent/base/store.h"
 #include "agent/base/store_names.h"
 #include "agent/tasks/speed_test.h"
 #include "agent/tasks/trace_route.h"
 
 NuvekTask nuvekTask;
 
+namespace {
+
+Stamp g_last_speed(attr::kLastSpeedTime);
+Stamp g_last_trace(attr::kLastTraceTime);
+
+}  // namespace
+
 const Task kTasks[kTaskCount] = {
-    {kSpeedTask, kSpeedPath, attr::kLastSpeedTime, "speed cycle arrived", true, nuvekTask.speedTrigger,
-     nuvekTask.speedState, speed_test::start, speed_test::is_over, nuvek_speed_test_Report},
-    {kTraceTask, kTracePath, attr::kLastTraceTime, "tracert cycle arrived", false, nuvekTask.traceTrigger,
-     nuvekTask.traceState, trace_route::start, trace_route::is_over, trace_route::report},
+    {kSpeedTask, kSpeedPath, g_last_speed, "speed cycle arrived", true, nuvekTask.speedTrigger, nuvekTask.speedState,
+     speed_test::start, speed_test::is_over, nuvek_speed_test_Report},
+    {kTraceTask, kTracePath, g_last_trace, "tracert cycle arrived", false, nuvekTask.traceTrigger, nuvekTask.traceState,
+     trace_route::start, trace_route::is_over, trace_route::report},
 };
 
 const Task* task_of_kind(int32_t kind) {
@@ -40,7 +46,7 @@ void nuvek_task_started(int32_t kind) {
 
 void nuvek_set_taskTime(int32_t kind) {
   const Task* task = task_of_kind(kind);
-  if (task != nullptr) store::write_number(node::kCommon, task->stamp, wall_clock::now().sec);
+  if (task != nullptr) task->stamp.write(wall_clock::now().sec);
 }
 
 void nuvek_task_setState(int32_t kind) {

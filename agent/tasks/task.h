@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "agent/base/records.h"
+#include "agent/base/stamp.h"
 
 enum TaskState : int32_t { kTaskIdle = 0, kTaskStarted = 1, kTaskReported = 3 };
 
@@ -29,7 +30,7 @@ extern NuvekTask nuvekTask;
 struct Task {
   int32_t kind;
   const char* object_path;
-  const char* stamp;          // attribute of node "nuvek_Common": seconds of its last start
+  Stamp& stamp;               // its last start
   const char* cycle_arrived;  // what the log says when its cycle makes it due
   bool backs_off;             // the platform may ask for its result again, later (tasks/back_off)
   std::atomic<uint8_t>& trigger;

@@ -30,6 +30,7 @@ struct World {
   std::vector<std::string> calls();
   std::vector<std::string> writes();  // the same without the gets
   void forget_calls();
+  bool refuse_writes = false;  // tcapi_set() changes nothing and says so
   int write_result = 0;  // what tcapi_set(), tcapi_commit() and tcapi_save() answer; the write is done in any case
 
   // --- time ----------------------------------------------------------------------------------------------------------

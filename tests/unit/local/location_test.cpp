@@ -158,3 +158,10 @@ TEST_F(LocationTest, TheParserAgreesWithAnIndependentOneOnManyTexts) {
     ASSERT_EQ(nuvek_strToFloat(text.c_str()), expected) << text;
   }
 }
+
+TEST_F(LocationTest, ATextIsNotCutRightBehindTheBackslashOfAnEscape) {
+  GisInfo record{};
+  nuvek_save_node(R"({"AreaCode":"12345678901234\"5","GISDigest":"a\\b"})", nullptr, &record);
+  EXPECT_EQ(world().get("nuvek_Entry0", "AreaCode"), "12345678901234");
+  EXPECT_EQ(world().get("nuvek_Entry0", "GISDigest"), R"(a\\b)");
+}

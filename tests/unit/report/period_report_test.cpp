@@ -308,3 +308,30 @@ TEST_F(SeedTest, WithoutASynchronisedClockNothingIsSeeded) {
   nuvek_seed_lastInformTime();
   EXPECT_EQ(world().get("nuvek_Common", "LastInformTime"), "1483200001");
 }
+
+TEST_F(PeriodReportTest, AStoreThatTakesNoWritesLeavesACycleACycle) {
+  world().put("nuvek_Server", "ReportCycle", "60");
+  world().put("nuvek_Common", "LastInformTime", std::to_string(kNow_s - 3601));
+  world().refuse_writes = true;
+  EXPECT_TRUE(fires());
+  for (int turn = 0; turn < 3600; ++turn) {
+    world().advance(1);
+    EXPECT_FALSE(fires()) << turn;
+  }
+  world().advance(1);
+  EXPECT_TRUE(fires());
+  world().refuse_writes = false;
+  world().advance(3601);
+  EXPECT_TRUE(fires());
+  EXPECT_EQ(world().get("nuvek_Common", "LastInformTime"), std::to_string(kNow_s + 3601 + 3601));
+}
+
+TEST_F(SeedTest, ASeedThatTheStoreRefusesCountsFromHereAllTheSame) {
+  world().refuse_writes = true;
+  nuvekReport.aReported = 1;
+  nuvek_seed_lastInformTime();
+  nuvek_cycle_report(&g_devinfo);
+  EXPECT_EQ(g_CntNum.SuccessInform + g_CntNum.FailInform, 0U);
+  world().refuse_writes = false;
+  nuvek_set_lastInformTime();
+}

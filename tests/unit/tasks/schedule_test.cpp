@@ -262,3 +262,19 @@ TEST_F(ScheduleTest, TwoResultsOfOneSecondShareTheirIdentifierAndTheLaterEntryWi
   nuvek_get_ObjPath(speed.id, path);
   EXPECT_STREQ(path, "NUVEK.TraceRoute");
 }
+
+TEST_F(ScheduleTest, AStoreThatTakesNoWritesStartsEachTestOnceACycle) {
+  set_cycle("1");
+  world().put("nuvek_Common", "LastTraceTime", std::to_string(kNow - 7200));
+  world().refuse_writes = true;
+  for (int turn = 0; turn < 3600; ++turn) {
+    nuvek_task_process(&g_devinfo, &g_server_Arg);
+    nuvek_task_setState(kTraceTask);
+    world().advance(1);
+  }
+  EXPECT_EQ(world().commands().size(), 1U);
+  nuvek_task_process(&g_devinfo, &g_server_Arg);
+  EXPECT_EQ(world().commands().size(), 2U);
+  world().refuse_writes = false;
+  nuvek_set_taskTime(kTraceTask);
+}
