@@ -28,7 +28,7 @@ int nuvek_app_running(const char* program) {
   char pid[6] = "";
   {
     char buffer[32];
-    const file::Stream pids = file::open(path, "r", buffer);
+    const file::Stream pids = file::open(path, buffer);
     if (pids == nullptr) return -1;
     if (fgets(pid, sizeof pid, pids.get()) == nullptr) pid[0] = '\0';
   }

@@ -145,7 +145,7 @@ int nuvek_getRandomUuid(char* out, size_t size) {
   constexpr char kSource[] = "/proc/sys/kernel/random/uuid";
   const file::Path path(kSource);
   char buffer[64];
-  const file::Stream source = file::open(path, "r", buffer);
+  const file::Stream source = file::open(path, buffer);
   if (source == nullptr) {
     NUVEK_ERROR("failed to open file %s", path.c_str());
     return 0;

@@ -1,7 +1,6 @@
 #include "agent/link/connection.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -9,6 +8,7 @@
 
 #include <cstdio>
 
+#include "agent/base/descriptor.h"
 #include "agent/base/log.h"
 #include "agent/link/connection_steps.h"
 #include "platform/site.h"
@@ -51,12 +51,8 @@ void nuvek_closeServer() {
 }
 
 int nuvek_creatSocket() {
-  const int fd = socket(AF_INET, SOCK_STREAM, 0);
-  if (fd == -1) {
-    NUVEK_ERROR(" socket() error");
-  } else {
-    fcntl(fd, F_SETFD, FD_CLOEXEC);  // a helper program that runs on must not keep a closed connection open
-  }
+  const int fd = descriptor::new_socket();
+  if (fd == -1) NUVEK_ERROR(" socket() error");
   NUVEK_DEBUG("socketfd:%d", fd);
   return fd;
 }

@@ -1,6 +1,5 @@
 #include "agent/local/local_server.h"
 
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/select.h>
@@ -11,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "agent/base/descriptor.h"
 #include "agent/base/log.h"
 #include "agent/base/text.h"
 #include "agent/json/json_build.h"
@@ -92,12 +92,11 @@ const char* receive_message(int fd, char (&buffer)[kLocalMessageSize + 1]) {
 }  // namespace
 
 int nuvek_InitLocalServer() {
-  const int fd = socket(AF_INET, SOCK_STREAM, 0);
+  const int fd = descriptor::new_socket();
   if (fd == -1) {
     NUVEK_ERROR("build TCP socket() error!!");
     return -1;
   }
-  fcntl(fd, F_SETFD, FD_CLOEXEC);  // helper programs must not keep the port
   const int32_t on = 1;
   if (setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0) {
     NUVEK_ERROR("setsockopt failed with errno=%d", errno);
@@ -120,14 +119,11 @@ int nuvek_InitLocalServer() {
 }
 
 void nuvek_localProcess(int listen_fd) {
-  sockaddr_in peer{};
-  socklen_t peer_size = sizeof peer;
-  const int accepted = accept(listen_fd, reinterpret_cast<sockaddr*>(&peer), &peer_size);
+  const int accepted = descriptor::accept_connection(listen_fd);
   if (accepted < 0) {
     perror("accept() error\n");
     return;
   }
-  fcntl(accepted, F_SETFD, FD_CLOEXEC);
   const Connection connection(accepted);
   notice_when_gone(accepted);
   if (!wait_for_data(connection.fd())) return;

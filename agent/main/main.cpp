@@ -7,6 +7,7 @@
 
 #include "agent/base/config.h"
 #include "agent/base/counters.h"
+#include "agent/base/descriptor.h"
 #include "agent/base/file.h"
 #include "agent/base/lock.h"
 #include "agent/base/log.h"
@@ -50,6 +51,7 @@ void load_server() {
 
 // Returns the local server's listening socket, or -1.
 int start_up(int argc, char** argv) {
+  descriptor::open_standard();
   static char output[1024];                        // in place of a page of heap, held for ever
   setvbuf(stdout, output, _IOLBF, sizeof output);  // a log in a file survives a kill
   parse_options(argc, argv);

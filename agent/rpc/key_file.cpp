@@ -11,6 +11,7 @@
 namespace {
 
 constexpr char kKeyFile[] = "/usr/osgi/nuvekKeyInfo";
+constexpr char kNewKeyFile[] = "/usr/osgi/nuvekKeyInfo.new";
 constexpr size_t kKeyTextSize = 2048;
 
 // Appends a block that is in use: whose node in the store has exactly its letter.
@@ -29,9 +30,9 @@ void append_block(text::Builder& keys, const DevInfo& devinfo, const LocationBlo
 
 void nuvek_save_keys(const DevInfo* devinfo, const RecvData* record) {
   const file::Path path(kKeyFile);
-  char buffer[64];  // the text below is one write, longer than that
-  const file::Stream file = file::open(path, "w", buffer);
-  if (file == nullptr) {
+  const file::Path beside(kNewKeyFile);
+  file::Replacement file(path, beside);
+  if (!file.is_open()) {
     NUVEK_ERROR("can't open %s\n", path.c_str());
     return;
   }
@@ -41,5 +42,5 @@ void nuvek_save_keys(const DevInfo* devinfo, const RecvData* record) {
   keys.append("Node:Common\n");
   keys.append("UUID=%s\n", devinfo->UUID);
   keys.append("RegId=%s\n", record->RegID);
-  fputs(text, file.get());
+  if (!file.finish(text)) NUVEK_ERROR("can't write %s\n", path.c_str());
 }

@@ -80,7 +80,7 @@ void trace_route::report(DevInfo* devinfo, ServerArg* server) {
 void nuvek_trace_parse(char* out) {
   const file::Path path(kTraceOutput);
   char buffer[512];
-  const file::Stream output = file::open(path, "r", buffer);
+  const file::Stream output = file::open(path, buffer);
   if (output == nullptr) {
     printf("can't open %s\n", path.c_str());
     return;
