@@ -8,9 +8,9 @@
 #include <cstddef>
 #include <string_view>
 
-namespace tcapi_store {
+#include "platform/tcapi/folder_name.h"
 
-constexpr size_t kPathMaxBytes = 1024;  // of the store's folder, with its terminator
+namespace tcapi_store {
 
 // Names below the store's folder.
 constexpr char kLockFile[] = "lock";

@@ -102,6 +102,67 @@ TEST_F(LevelsTest, EachFolderIsAStoreOfItsOwn) {
   EXPECT_EQ(get("n", "a"), "first");
 }
 
+// However a program changes its environment, the store goes along: each way twice, there and back.
+TEST_F(LevelsTest, FolderFollowsEveryChangeOfTheEnvironment) {
+  const std::string first = home_ + "/first";
+  const std::string other = home_ + "/other";
+  unsetenv("TCAPI_STORE");
+  unsetenv("NUVEK_ROOT");
+  const auto is_at = [](const std::string& folder) {
+    // Only the folder where it is set can answer.
+    write_file(folder + "/flash", "# tcapi store 1\n[n]\nfolder=" + folder + "\n# end\n");
+    return get("n", "folder") == folder;
+  };
+  std::filesystem::create_directories(first + "/var/lib/tcapi");
+  std::filesystem::create_directories(other + "/var/lib/tcapi");
+  for (int round = 0; round < 2; ++round) {
+    setenv("NUVEK_ROOT", first.c_str(), 1);
+    EXPECT_TRUE(is_at(first + "/var/lib/tcapi")) << "set";
+    setenv("NUVEK_ROOT", other.c_str(), 1);
+    EXPECT_TRUE(is_at(other + "/var/lib/tcapi")) << "changed";
+    setenv("TCAPI_STORE", first.c_str(), 1);
+    EXPECT_TRUE(is_at(first)) << "named by the variable that comes first";
+    setenv("TCAPI_STORE", (first + "/var").c_str(), 1);
+    EXPECT_TRUE(is_at(first + "/var")) << "made longer";
+    setenv("TCAPI_STORE", first.c_str(), 1);
+    EXPECT_TRUE(is_at(first)) << "made shorter";
+    unsetenv("TCAPI_STORE");
+    EXPECT_TRUE(is_at(other + "/var/lib/tcapi")) << "removed";
+    setenv("ANOTHER_VARIABLE", "", 1);
+    setenv("TCAPI_STORE", other.c_str(), 1);
+    unsetenv("ANOTHER_VARIABLE");
+    EXPECT_TRUE(is_at(other)) << "moved forward";
+    std::string in_place = "TCAPI_STORE=" + first;
+    putenv(in_place.data());
+    EXPECT_TRUE(is_at(first)) << "put";
+    in_place.replace(in_place.size() - first.size(), first.size(), other);
+    EXPECT_TRUE(is_at(other)) << "changed in place";
+    unsetenv("TCAPI_STORE");
+    unsetenv("NUVEK_ROOT");
+  }
+}
+
+// The folder's open fails, so that nothing is made there.
+TEST_F(LevelsTest, WithoutAnyEnvironmentTheFolderIsTheGateways) {
+  const std::string errors = home_ + "/errors";
+  const auto body = [&] {
+    redirect(STDERR_FILENO, errors);
+    get("n", "a");
+    clearenv();
+    calls::fail_at_call(1, EACCES);
+    get("n", "a");
+    calls::stop();
+    setenv("TCAPI_STORE", "/the/only/variable", 1);
+    calls::fail_at_call(1, EACCES);
+    get("n", "a");
+    calls::stop();
+    return 0;
+  };
+  EXPECT_EQ(end_of(start_process(body)), 0);
+  const std::string reason = ": the store's folder cannot be used: Permission denied\n";
+  EXPECT_EQ(read_file(errors), "tcapi: /var/lib/tcapi" + reason + "tcapi: /the/only/variable" + reason);
+}
+
 TEST_F(LevelsTest, PlainFileInTheFoldersPlaceIsToldOnce) {
   write_file(home_ + "/file", "precious");
   use_folder(home_ + "/file");
