@@ -1,7 +1,6 @@
 #include "platform/tcapi/store.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -14,11 +13,6 @@ namespace {
 
 constexpr mode_t kFolderMode = 0777;  // less the umask
 
-static_assert(std::atomic<uint32_t>::is_always_lock_free,
-              "the generation is shared by processes that know no common lock");
-
-bool same_file(const FileId& a, const FileId& b) { return a.device == b.device && a.inode == b.inode; }
-
 }  // namespace
 
 bool Store::refresh() {
@@ -28,9 +22,7 @@ bool Store::refresh() {
   return attach(folder) && load(folder);
 }
 
-bool Store::is_current() const {
-  return is_loaded_ && generation_->load(std::memory_order_acquire) == loaded_generation_;
-}
+bool Store::is_current() const { return is_loaded_ && generation_.read() == loaded_generation_; }
 
 Place Store::find(std::string_view node, std::string_view attr) const {
   return tcapi_store::find(text(), nodes_, node, attr);
@@ -85,21 +77,16 @@ bool Store::attach(const LockedFolder& folder) {
     loading_.say("%s: the store's folder cannot be used: %s", folder_path(), strerror(errno));
     return false;
   }
-  if (generation_ != nullptr && same_file(lock_id_, id_of(status))) return true;
-  if (generation_ != nullptr) munmap(generation_, sizeof *generation_);
-  generation_ = nullptr;
-  forget();
-  // Written, not only made longer: a full disk shall be told here and not by a signal at the mapped word.
-  const char zero[sizeof *generation_] = {};
-  const bool has_word = status.st_size >= off_t{sizeof zero} || write_all(folder.lock_fd(), {zero, sizeof zero});
-  void* const word =
-      has_word ? mmap(nullptr, sizeof zero, PROT_READ | PROT_WRITE, MAP_SHARED, folder.lock_fd(), 0) : MAP_FAILED;
-  if (word == MAP_FAILED) {
-    loading_.say("%s/%s: cannot be used: %s", folder_path(), kLockFile, strerror(errno));
-    return false;
+  const bool is_cut = generation_.is_cut();
+  if (is_cut) loading_.say("%s/%s: was cut off by somebody; made anew", folder_path(), kLockFile);
+  if (is_cut || !generation_.is_of(status)) {
+    forget();
+    if (!generation_.map(folder.lock_fd(), status)) {
+      loading_.say("%s/%s: cannot be used: %s", folder_path(), kLockFile, strerror(errno));
+      return false;
+    }
   }
-  generation_ = static_cast<std::atomic<uint32_t>*>(word);
-  lock_id_ = id_of(status);
+  if (generation_.read() == 0) generation_.write(Generation::after(0));
   return true;
 }
 
@@ -112,10 +99,11 @@ bool Store::load(const LockedFolder& folder) {
   }
   if (level != Reading::kSound || !index_nodes()) return false;
   loading_.settle();
-  uint32_t generation = generation_->load(std::memory_order_relaxed);
-  if (generation % 2 != 0) generation_->store(++generation, std::memory_order_release);  // its writer died
-  loaded_generation_ = generation;
-  is_loaded_ = true;
+  const uint32_t generation = generation_.read();
+  const bool writer_died = generation % 2 != 0;
+  loaded_generation_ = writer_died ? Generation::after(generation) : generation;
+  if (writer_died) generation_.write(loaded_generation_);
+  is_loaded_ = !generation_.is_cut();
   return true;
 }
 
@@ -168,10 +156,10 @@ bool Store::publish(const LockedFolder& folder, const Parts& parts) {
 
 bool Store::take_new_level(const LockedFolder& folder) {
   forget();
-  const uint32_t changing = generation_->load(std::memory_order_relaxed) | 1U;
-  generation_->store(changing, std::memory_order_release);
+  const uint32_t generation = generation_.read();
+  generation_.write(generation | 1U);
   const bool taken = renameat(folder.fd(), kNewLevelFile, folder.fd(), kLevelFile) == 0;
-  generation_->store(changing + 1, std::memory_order_release);
+  generation_.write(Generation::after(generation));
   return taken;
 }
 

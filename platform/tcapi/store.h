@@ -3,12 +3,12 @@
 #ifndef NUVEK_PLATFORM_TCAPI_STORE_H
 #define NUVEK_PLATFORM_TCAPI_STORE_H
 
-#include <atomic>
 #include <cstdint>
 #include <string_view>
 
 #include "platform/tcapi/complaint.h"
 #include "platform/tcapi/folder_name.h"
+#include "platform/tcapi/generation.h"
 #include "platform/tcapi/store_file.h"
 #include "platform/tcapi/store_text.h"
 
@@ -48,11 +48,7 @@ class Store {
   void forget() { is_loaded_ = false; }
 
   FolderName folder_name_;
-  // In the lock file, shared by all processes. Even while the live level stands still, and odd from just before a new
-  // level takes the old one's name until just after: a writer that dies in between leaves it odd, and then every
-  // process reads the level anew.
-  std::atomic<uint32_t>* generation_ = nullptr;
-  FileId lock_id_{};
+  Generation generation_;
   bool is_loaded_ = false;
   uint32_t loaded_generation_ = 0;
   FileText text_;

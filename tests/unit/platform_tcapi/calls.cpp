@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -86,6 +87,14 @@ std::string names() {
   std::string list;
   for (int i = 0; i < g_calls && i < kNamesMax; ++i) list += std::string(g_names[i]) + ' ';
   return list;
+}
+
+int number_of(const std::string& name) {
+  for (int i = 0; i < g_calls && i < kNamesMax; ++i) {
+    if (g_names[i] == name) return i + 1;
+  }
+  ADD_FAILURE() << "no call of " << name << " among " << names();
+  return 0;
 }
 
 }  // namespace calls

@@ -29,6 +29,9 @@ int stop();
 // The names of those calls in their order, each with a blank after it.
 std::string names();
 
+// The number of the first of those calls that has this name.
+int number_of(const std::string& name);
+
 }  // namespace calls
 
 #endif
