@@ -42,13 +42,15 @@ void stand_in_for_cut_word(int, siginfo_t* info, void*) {
   errno = error;
 }
 
+// Once in a process's life: two libraries that each take the signal back would hand it to and fro.
 void catch_bus_errors() {
+  static bool s_is_caught = false;
+  if (s_is_caught) return;
+  s_is_caught = true;
   struct sigaction ours = {};
   ours.sa_sigaction = stand_in_for_cut_word;
   ours.sa_flags = SA_SIGINFO;
-  struct sigaction former = {};
-  sigaction(SIGBUS, &ours, &former);
-  if (former.sa_sigaction != stand_in_for_cut_word) g_former = former;
+  sigaction(SIGBUS, &ours, &g_former);
 }
 
 // Where to begin when nothing is known of what other processes hold: not where any of them may have begun.

@@ -287,8 +287,8 @@ TEST_F(LevelsTest, RemainsOfAKilledWriterDoNoHarm) {
   EXPECT_EQ(read_file(flash()), "# tcapi store 1\n[n]\na=2\n# end\n");
 }
 
-TEST_F(LevelsTest, ShortWritesEndInAWholeFile) {
-  calls::write_bytes_singly();
+TEST_F(LevelsTest, ShortWritesAndReadsEndInAWholeFile) {
+  calls::move_bytes_singly();
   EXPECT_EQ(tcapi_set("n", "a", "value"), 0);
   EXPECT_EQ(tcapi_save(), 0);
   calls::stop();
