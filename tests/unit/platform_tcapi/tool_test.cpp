@@ -109,6 +109,7 @@ class Watch {
     EXPECT_EQ(pipe2(out_, O_CLOEXEC), 0);
     EXPECT_EQ(pipe2(err_, O_CLOEXEC), 0);
     pid_ = start_process([&] {
+      signal(SIGINT, SIG_DFL);  // a shell starts its background programs with it ignored
       dup2(out_[1], STDOUT_FILENO);
       dup2(err_[1], STDERR_FILENO);
       return become_watch();
