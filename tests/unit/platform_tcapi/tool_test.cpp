@@ -76,6 +76,8 @@ TEST_F(ToolTest, WrongUsageIsStatusTwo) {
   const std::string more = "; \"tcapi --help\" tells more\n";
   expect({}, 2, "", "tcapi: no command" + more);
   expect({"list"}, 2, "", "tcapi: no such command: list" + more);
+  expect({"--list"}, 2, "", "tcapi: no such command: --list" + more);
+  expect({"-h", "get", "n", "a"}, 2, "", "tcapi: no such command: -h" + more);
   const std::vector<std::vector<std::string>> wrong = {
       {"get"},       {"get", "n"},       {"get", "n", "a", "b"}, {"set", "n", "a"}, {"commit"},
       {"save", "n"}, {"show", "n", "a"}, {"watch", "n"},         {"set", "n"},      {"commit", "n", "m"}};
@@ -86,6 +88,7 @@ TEST_F(ToolTest, HelpGoesToStandardOutput) {
   const ToolRun run = tool({"--help"});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.err, "");
+  EXPECT_NE(run.out.find("Reads, changes and watches the configuration store"), std::string::npos);
   for (const char* command : {"get NODE ATTR", "set NODE ATTR VALUE", "commit NODE", "save", "show [NODE]", "watch"}) {
     EXPECT_NE(run.out.find(std::string("\n  ") + command), std::string::npos) << command;
   }
