@@ -66,10 +66,10 @@ LockedFolder::~LockedFolder() {
   if (held_) flock(lock_.get(), LOCK_UN);
 }
 
-FileId id_of(const struct stat& status) { return {status.st_dev, status.st_ino, status.st_size, status.st_mtim}; }
+FileId id_of(const struct stat& status) { return {status.st_ino, status.st_size, status.st_mtim}; }
 
 bool operator==(const FileId& a, const FileId& b) {
-  return a.device == b.device && a.inode == b.inode && a.size == b.size && a.changed.tv_sec == b.changed.tv_sec &&
+  return a.inode == b.inode && a.size == b.size && a.changed.tv_sec == b.changed.tv_sec &&
          a.changed.tv_nsec == b.changed.tv_nsec;
 }
 

@@ -53,7 +53,6 @@ class LockedFolder {
 
 // What tells one state of a file from the next without reading it.
 struct FileId {
-  dev_t device;
   ino_t inode;
   off_t size;
   timespec changed;

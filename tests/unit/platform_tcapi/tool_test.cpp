@@ -104,6 +104,16 @@ TEST_F(ToolTest, OutputThatCannotBeWrittenIsAnError) {
   EXPECT_EQ(end_of(pid), 1);
 }
 
+TEST_F(ToolTest, HelpThatCannotBeWrittenIsAnError) {
+  const pid_t pid = start_process([this] {
+    redirect(STDOUT_FILENO, "/dev/full");
+    redirect(STDERR_FILENO, home_ + "/errors");
+    return become_tool({"--help"});
+  });
+  EXPECT_EQ(end_of(pid), 1);
+  EXPECT_EQ(read_file(home_ + "/errors"), "tcapi: standard output: No space left on device\n");
+}
+
 // "tcapi watch" with its two outputs on pipes.
 class Watch {
  public:
@@ -162,6 +172,38 @@ TEST_F(ToolTest, WatchPrintsEachChangeOfOtherProcesses) {
   EXPECT_EQ(tool({"get", "n", "a"}).out, "1\n");
   ASSERT_EQ(watch.line(), "n a=1\n");
   ASSERT_EQ(watch.line(), "n b=1\n");
+}
+
+TEST_F(ToolTest, WatchGoesOnWhileTheStoreIsRefusedAndTellsWhatChangedMeanwhile) {
+  tcapi_set("n", "a", "1");
+  tcapi_save();
+  Watch watch([] { return become_tool({"watch"}); });
+  ASSERT_EQ(watch.message(), "tcapi: watching " + folder_ + "\n");
+  ASSERT_EQ(tcapi_set("n", "a", "1"), 0);
+  write_file(level(), "torn");
+  errors_of([] { EXPECT_NE(tcapi_set("n", "a", "2"), 0); });
+  cut_power();
+  write_file(flash(), "# tcapi store 1\n[n]\na=3\n# end\n");
+  ASSERT_EQ(tool({"set", "n", "b", "new"}).status, 0);
+  ASSERT_EQ(watch.line(), "n a=3\n");
+  ASSERT_EQ(watch.line(), "n b=new\n");
+}
+
+TEST_F(ToolTest, WatchEndsWhenItsOutputCannotBeWritten) {
+  tcapi_set("n", "a", "1");
+  int err[2];
+  ASSERT_EQ(pipe2(err, O_CLOEXEC), 0);
+  const pid_t pid = start_process([&] {
+    redirect(STDOUT_FILENO, "/dev/full");
+    dup2(err[1], STDERR_FILENO);
+    return become_tool({"watch"});
+  });
+  char first = 0;
+  ASSERT_EQ(read(err[0], &first, 1), 1);  // it watches
+  ASSERT_EQ(tcapi_set("n", "a", "2"), 0);
+  EXPECT_EQ(end_of(pid), 1);
+  close(err[0]);
+  close(err[1]);
 }
 
 }  // namespace
