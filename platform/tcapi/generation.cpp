@@ -28,11 +28,14 @@ Word* map_word(void* place, int flags, int fd) {
 }
 
 // Whoever cuts off a mapped file ends the programs that touch the mapping next. The word becomes one of this process's
-// own instead, odd, so that the store goes to the file and finds out. Every other bus error is none of ours.
+// own instead, odd, so that the store goes to the file and finds out. A bus error of something else comes back when the
+// word is this process's own already, and then is what it was before. (The address that comes with the signal is not
+// asked: an emulator gives one of its own world.)
 void stand_in_for_cut_word(int, siginfo_t* info, void*) {
   const int error = errno;
   const bool is_sent = info->si_code <= 0;
-  if (!is_sent && info->si_addr == g_word && map_word(g_word, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1) == g_word) {
+  const bool may_be_cut = !is_sent && g_word != nullptr && g_is_cut == 0;
+  if (may_be_cut && map_word(g_word, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1) == g_word) {
     g_word->store(kChanging, std::memory_order_relaxed);
     g_is_cut = 1;
   } else {
