@@ -217,7 +217,7 @@ TEST_F(FailuresTest, FolderThatCannotBeMadeIsTold) {
 // A store of its own, which has not grown with other tests' stores: each level needs more room than the one before,
 // first for its bytes and then for its nodes.
 TEST_F(FailuresTest, LackOfMemoryRefusesTheLevelUntilThereIsSome) {
-  tcapi_store::Store store;
+  static tcapi_store::Store store;  // which never gives memory back: it lives as long as its process
   std::string text = "# tcapi store 1\n";
   int number = 0;
   for (int round = 0; round < 3; ++round) {
@@ -270,6 +270,17 @@ TEST_F(ModesTest, NoDescriptorIsInheritedByAProgramThatIsStartedMeanwhile) {
   tcapi_save();
   calls::stop();
   EXPECT_NE(calls::flags_of_all_opens() & O_CLOEXEC, 0) << calls::names();
+}
+
+// A program that was started with its first descriptors closed: the store's files take their numbers, and give them
+// back.
+TEST_F(ModesTest, DescriptorsFromZeroOnAreUsedAndGivenBack) {
+  const auto body = [] {
+    for (const int fd : {0, 1, 2}) close(fd);
+    if (tcapi_set("n", "a", "1") != 0 || tcapi_save() != 0 || get("n", "a") != "1") return 1;
+    return open("/dev/null", O_RDONLY | O_CLOEXEC) == 0 && open("/dev/null", O_RDONLY | O_CLOEXEC) == 1 ? 0 : 2;
+  };
+  EXPECT_EQ(end_of(start_process(body)), 0);
 }
 
 TEST_F(ModesTest, PipeInTheFoldersPlaceDoesNotHang) {

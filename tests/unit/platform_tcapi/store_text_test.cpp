@@ -84,6 +84,7 @@ TEST(StoreText, FaultIsToldWithItsLine) {
       {"#!/bin/sh\n# end\n", 1, "not a store: its first line is not \"# tcapi store 1\""},
       {"# tcapi store 2\n# end\n", 1, "not a store: its first line is not \"# tcapi store 1\""},
       {"# tcapi store 1\r\n# end\r\n", 1, "not a store: its first line is not \"# tcapi store 1\""},
+      {"# tcapi store 1\n", 2, "torn: the last line is not \"# end\" and a newline"},
       {"# tcapi store 1\n[a]\nb=1\n", 4, "torn: the last line is not \"# end\" and a newline"},
       {"# tcapi store 1\n[a]\nb=1\n# end", 4, "torn: the last line is not \"# end\" and a newline"},
       {"# tcapi store 1\n[a]\nb=# end\n", 4, "torn: the last line is not \"# end\" and a newline"},
