@@ -22,9 +22,9 @@ enum json_error {
   JSON_NO_MEMORY = 4,
 };
 
-// Objects and arrays inside one another that every library must take, parsed or built: 1,024 bytes, the longest message,
-// hold no more. The stand-in has no bound, and takes no more of the program's stack for a deep document than for a flat
-// one.
+// Objects and arrays inside one another that every library must take, parsed or built: 1,024 bytes, the longest
+// message, hold no more. The stand-in has no bound, and takes no more of the program's stack for a deep document than
+// for a flat one.
 #define JSON_DEPTH_MAX 512
 
 // Each returns a new value without a parent, owned by the caller, or NULL when memory is out or `text` is NULL. The

@@ -48,7 +48,7 @@ bool FolderName::take() {
   if (length + strlen(rest) >= sizeof path_) return false;
 
   memcpy(path_, value, length);
-  strcpy(path_ + length, rest);
+  memcpy(path_ + length, rest, strlen(rest) + 1);
   naming_ = *place != nullptr ? place : nullptr;
   value_begin_ = strlen(name);
   value_length_ = length;

@@ -2,6 +2,7 @@
 
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -91,7 +92,7 @@ bool Generation::map(int lock_fd, const struct stat& lock) {
 
 uint32_t Generation::after(uint32_t generation) {
   const uint32_t next = ((generation != 0 ? generation : beginning()) | kChanging) + 1;
-  return next != 0 ? next : kChanging + 1;
+  return std::max(next, kChanging + 1);
 }
 
 uint32_t Generation::read() const { return g_word->load(std::memory_order_acquire); }

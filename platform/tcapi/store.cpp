@@ -134,7 +134,8 @@ bool Store::index_nodes() {
       loading_.say("%s: the store cannot be loaded: %s", folder_path(), strerror(ENOMEM));
       return false;
     }
-    nodes_ = {slots, room};
+    nodes_.slots = slots;
+    nodes_.room = room;
   }
   tcapi_store::index_nodes(text(), nodes_);
   return true;

@@ -32,18 +32,17 @@ TEST(Depth, DeepestMessageIsReadAsAnyOther) {
 // The program's stack would end at some ten thousand levels, if any call took a piece of it for each.
 TEST(Depth, NoDepthExhaustsTheStackAndTimeIsLinear) {
   const auto start = steady_clock::now();
-  for (const std::string& text :
-       {nested_arrays(kMegabyte / 2),
-        repeat(R"({"a":)", kMegabyte / 6) + R"({"b":[]})" + repeat(R"(,"c":2})", kMegabyte / 6)}) {
+  for (const std::string& text : {nested_arrays(kMegabyte / 2), repeat(R"({"a":)", kMegabyte / 6) + R"({"b":[]})" +
+                                                                    repeat(R"(,"c":2})", kMegabyte / 6)}) {
     EXPECT_TRUE(print(parse(text).root) == text);
   }
   EXPECT_LT(steady_clock::now() - start, kLinearTime);
 }
 
 TEST(Depth, BracketsThatDoNotMatchAreRefusedAtAnyDepth) {
-  for (const std::string& text : {repeat("[", 100000), repeat("]", 100000), repeat(R"({"a":)", 100000),
-                                  repeat("[", 100000) + repeat("]", 99999), repeat("[", 99999) + repeat("]", 100000),
-                                  repeat("[", 100000) + "}" + repeat("]", 99999)}) {
+  for (const std::string& text :
+       {repeat("[", 100000), repeat("]", 100000), repeat(R"({"a":)", 100000), repeat("[", 100000) + repeat("]", 99999),
+        repeat("[", 99999) + repeat("]", 100000), repeat("[", 100000) + "}" + repeat("]", 99999)}) {
     EXPECT_EQ(parse(text).error, JSON_BAD_TEXT);
   }
 }
