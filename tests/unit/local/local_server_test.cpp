@@ -92,6 +92,20 @@ TEST_F(LocalServerTest, AnyFourBytesMayStandAheadOfTheMessage) {
   }
 }
 
+TEST_F(LocalServerTest, AMessageAsDeepAsItsLengthAllowsIsStoredAsAnyOther) {
+  listen_now();
+  const std::string head = R"({"Longitude":"116.397128","Deep":)";
+  const std::string tail = R"(,"Latitude":"39.916527","ID":"7"})";
+  const size_t deepest = (kLocalMessageSize - head.size() - tail.size()) / 2;
+  for (const size_t levels : {size_t{65}, deepest}) {
+    world().put("nuvek_Entry0", "GISInterface", "");
+    world().put("nuvek_Entry0", "Lat", "");
+    EXPECT_EQ(post(head + std::string(levels, '[') + std::string(levels, ']') + tail), R"({"Result":0,"ID":7})");
+    EXPECT_EQ(world().get("nuvek_Entry0", "Long"), "116.39713") << levels;
+    EXPECT_EQ(world().get("nuvek_Entry0", "Lat"), "39.91653") << levels;
+  }
+}
+
 TEST_F(LocalServerTest, ASecondPostingMeetsTheLockAndNothingIsStored) {
   listen_now();
   post(kPost);
