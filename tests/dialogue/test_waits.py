@@ -12,8 +12,8 @@ LOCKED = b'{"Result":-3,"ID":7}'
 NAME = "platform.test"
 NAMED = {**LOCATED_STORE, "nuvek_Server PlatDomain1": NAME}
 EVERY_MINUTE = {**ACKNOWLEDGED_STORE, "nuvek_Server ReportCycle": "1"}
-TIMED_OUT = "errno 115"  # EINPROGRESS, as a connect() says whose second is over
-NOT_TAKEN = "errno 11"  # EAGAIN, as a send() says whose second is over
+TIMED_OUT = "errno EINPROGRESS"  # as a connect() says whose second is over
+NOT_TAKEN = "errno EAGAIN"  # as a send() says whose second is over
 
 
 def asks(agent):

@@ -109,7 +109,7 @@ int select_in_step(int count, fd_set* readable, timeval* timeout) {
     answer = step::stop("select" + descriptors(count, readable) + " within " +
                         std::to_string(timeout->tv_sec * 1000000L + timeout->tv_usec));
   }
-  if (answer.is("errno")) return static_cast<int>(fail_with(answer.number()));
+  if (answer.is("errno")) return static_cast<int>(fail_with(answer.error()));
   timeval now{};
   return real(count, readable, nullptr, nullptr, &now);
 }
@@ -121,7 +121,7 @@ ssize_t wait_in_step(const char* name, int fd, Call call) {
     const ssize_t result = call();
     if (result != -1 || errno != EAGAIN) return result;
     const step::Answer answer = step::stop(std::string(name) + " " + std::to_string(fd));
-    if (answer.is("errno")) return fail_with(answer.number());
+    if (answer.is("errno")) return fail_with(answer.error());
   }
 }
 
@@ -145,7 +145,7 @@ int connect(int fd, const sockaddr* address, socklen_t size) {
   if (in_step()) {
     const faults::Aside aside;
     const step::Answer answer = step::stop("connect " + std::to_string(fd) + " " + text_of(address));
-    if (answer.is("errno")) return static_cast<int>(fail_with(answer.number()));
+    if (answer.is("errno")) return static_cast<int>(fail_with(answer.error()));
   }
   const int result = pass(faults::connect, [&] { return real(fd, address, size); });
   if (result == 0 && world::is_played()) note_connect(fd);
@@ -197,7 +197,7 @@ ssize_t send(int fd, const void* data, size_t size, int flags) {
     return sent;
   }
   const step::Answer answer = step::pass("send " + std::to_string(fd));
-  if (answer.is("errno")) return fail_with(answer.number());
+  if (answer.is("errno")) return fail_with(answer.error());
   if (answer.is("short")) size = static_cast<size_t>(answer.number());
   const ssize_t sent = pass(faults::send, [&] {
     return wait_in_step("send", fd, [&] { return real(fd, data, size, flags | MSG_DONTWAIT); });

@@ -13,7 +13,6 @@
 #include <cstring>
 
 #include "faults.h"
-#include "world.h"
 
 namespace {
 
@@ -54,19 +53,24 @@ void hear(char (&text)[kMessageSize]) {
   }
 }
 
+void await_event(int fd, short event) {
+  pollfd wanted{fd, event, 0};
+  while (syscall(SYS_ppoll, &wanted, 1, nullptr, nullptr, 0) == -1 && errno == EINTR) {
+  }
+}
+
 // Waits until so many bytes, and the end if there is one, have come over the loopback: a moment.
 void await_arrival(int fd, int bytes, int end) {
-  static const auto real_recv = world::behind(&recv, "recv");
+  static std::array<char, 262144> s_bytes;
   if (bytes < 0) {  // a listening socket
-    pollfd wanted{fd, POLLIN, 0};
-    poll(&wanted, 1, -1);
+    await_event(fd, POLLIN);
     return;
   }
-  static std::array<char, 262144> s_bytes;
-  if (bytes > 0) real_recv(fd, s_bytes.data(), static_cast<size_t>(bytes), MSG_PEEK | MSG_WAITALL);
+  if (bytes > 0) {
+    syscall(SYS_recvfrom, fd, s_bytes.data(), static_cast<size_t>(bytes), MSG_PEEK | MSG_WAITALL, nullptr, nullptr);
+  }
   if (end == kOpen) return;
-  pollfd wanted{fd, POLLRDHUP, 0};
-  poll(&wanted, 1, -1);
+  await_event(fd, POLLRDHUP);
   if (end == kClosed) g_refused[static_cast<size_t>(fd)] = true;
 }
 
@@ -104,6 +108,17 @@ bool Answer::is(const char* wanted) const { return strcmp(verb, wanted) == 0; }
 
 int Answer::number() const { return static_cast<int>(strtol(value, nullptr, 10)); }
 
+int Answer::error() const {
+  static constexpr struct {
+    const char* name;
+    int number;
+  } kErrors[] = {{"EAGAIN", EAGAIN}, {"EINPROGRESS", EINPROGRESS}, {"EINTR", EINTR}, {"ECONNRESET", ECONNRESET}};
+  for (const auto& row : kErrors) {
+    if (strcmp(row.name, value) == 0) return row.number;
+  }
+  give_up("an error that is none");
+}
+
 void begin() {
   const char* list = getenv("NUVEK_WORLD_CHANNELS");
   if (list == nullptr || sscanf(list, "%d %d", &g_channels[0], &g_channels[1]) != kThreads) give_up("no channels");
@@ -140,10 +155,7 @@ void await_thread(int number) {
 }
 
 void await_refusal(int fd) {
-  if (fd < 0 || fd >= kDescriptors || !g_refused[static_cast<size_t>(fd)]) return;
-  constexpr int kPatience_ms = 2000;
-  pollfd refused{fd, 0, 0};
-  poll(&refused, 1, kPatience_ms);
+  if (fd >= 0 && fd < kDescriptors && g_refused[static_cast<size_t>(fd)]) await_event(fd, 0);
 }
 
 void forget_connection(int fd) {

@@ -5,7 +5,7 @@
 //   from the agent   what it waits in: "begin", "select FD... within US", "sleep US", "connect FD ADDRESS:PORT", "recv
 //   FD",
 //                    "send FD", "lookup NAME", "system COMMAND", "lock", "break LINE"
-//   from the test    three lines: what is to come of it, "go" or a verb of its own with a value ("errno 104", "value
+//   from the test    three lines: what is to come of it, "go" or a verb of its own with a value ("errno EINTR", "value
 //   0",
 //                    "short 10", "address 127.0.0.1", "none"); what must have arrived before the thread goes on,
 //                    "FD:BYTES:END" each; and the beginning of the line at which the thread is to stop next ("break"),
@@ -22,6 +22,7 @@ struct Answer {
   char value[64];
   bool is(const char* wanted) const;
   int number() const;
+  int error() const;  // the value as the name of an error, whose numbers differ between machines
 };
 
 void begin();
