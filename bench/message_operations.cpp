@@ -11,12 +11,12 @@
 #include <filesystem>
 #include <fstream>
 
-#include "agent/base/config.h"
+#include "agent/base/config_steps.h"
 #include "agent/base/counters.h"
 #include "agent/main/main_loop.h"
-#include "agent/report/registration.h"
-#include "agent/rpc/response.h"
-#include "agent/timer/timer.h"
+#include "agent/report/registration_steps.h"
+#include "agent/rpc/response_steps.h"
+#include "agent/timer/timer_steps.h"
 #include "bench/operations.h"
 #include "platform/site.h"
 #include "platform/tcapi.h"
@@ -41,17 +41,18 @@ Ticks g_ticks;
 std::string get_block(const std::string& path) {
   const std::string body = R"(["u",{"RPCMethod":"Get","ID":12345678,"ObjectPath":")" + path + R"("}])";
   return "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: " + std::to_string(body.size()) +
-         "\r\n\r\n" + body;
+         "\r\n\r\n" + body + '\0';  // the room that reading in place needs
 }
 
-void answer(const std::string& block) {
+void answer(std::string& block) {
   g_sent_bytes = 0;
   g_server_Arg.fd = kSocket;
-  if (nuvek_parse_RecvData(block.c_str(), &g_devinfo, &g_server_Arg) != 0 || g_sent_bytes == 0) abort();
+  if (nuvek_parse_RecvData(block.data(), &g_devinfo, &g_server_Arg) != 0 || g_sent_bytes == 0) abort();
 }
 
 void add_get(std::vector<Operation>& operations, const std::string& path) {
-  operations.push_back({"Get " + path + " to GetResponse", "nuvek", [block = get_block(path)] { answer(block); }});
+  operations.push_back(
+      {"Get " + path + " to GetResponse", "nuvek", [block = get_block(path)]() mutable { answer(block); }});
 }
 
 void set_table_size(int entries) { tcapi_set("nuvekInterfaceInfo_Common", "Count", std::to_string(entries).c_str()); }
@@ -127,7 +128,7 @@ void add_messages(std::vector<Operation>& operations) {
   fill_interface_table();
   for (const int entries : {0, 1, 2, 4, 8, 16, 32, kMostEntries}) {
     operations.push_back({"Get an interface table of " + std::to_string(entries), "nuvek",
-                          [entries, block = get_block("NUVEK.Interface")] {
+                          [entries, block = get_block("NUVEK.Interface")]() mutable {
                             static int size = -1;
                             if (size != entries) set_table_size(size = entries);
                             answer(block);

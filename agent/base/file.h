@@ -28,4 +28,8 @@ Stream open(const Path& path, const char* mode);
 
 }  // namespace file
 
+// Reads at most size - 1 bytes of a file (an absolute path, under the site's root) into `buf` and terminates them.
+// Returns their number; 0 and an empty text when the file cannot be opened.
+int nuvek_read_file(const char* path, char* buf, size_t size);
+
 #endif

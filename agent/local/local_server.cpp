@@ -15,6 +15,7 @@
 #include "agent/base/text.h"
 #include "agent/json/json_build.h"
 #include "agent/json/json_value.h"
+#include "agent/local/local_server_steps.h"
 #include "agent/local/location.h"
 #include "platform/site.h"
 
@@ -105,6 +106,8 @@ int nuvek_InitLocalServer() {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(site::local_port());
+  // The two failures below leave the socket open: its port, where it has one, stays taken, and the operator's tools
+  // look for it there.
   if (bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
     NUVEK_ERROR("bind failed with errno=%d", errno);
     return -1;
@@ -144,14 +147,13 @@ void nuvek_localProcess(int listen_fd) {
 int nuvek_local_response(const char* request, int fd, int result) {
   char id[32] = "";
   const bool was_read = nuvek_json_get_value(request, "ID", id);
-  json::Message answer;
-  json_AddNumberToObject(answer.root(), "Result", result);
-  json_AddNumberToObject(answer.root(), "ID", text::to_int32(id));
+  json::Value answer = json::Value::object();
+  json_AddNumberToObject(answer, "Result", result);
+  json_AddNumberToObject(answer, "ID", text::to_int32(id));
   // An answer to nobody's identifier is worse than none.
   if (const json::Text text = was_read ? answer.text() : json::Text()) {
     NUVEK_DEBUG("local response:%s ", text.get());
     if (send(fd, text.get(), strlen(text.get()), 0) == -1) perror("send");
   }
-  json_value* root = answer.release();
-  return json_free_value(&root);
+  return answer.free();
 }

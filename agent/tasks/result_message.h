@@ -11,7 +11,11 @@
 int32_t take_result_id(const char* object_path);
 
 // Adds "RPCMethod" to "Params" to the message, which owns `params` from then on.
-void add_result_envelope(const json::Message& message, int32_t id, const char* object_path, json_value* params);
+void add_result_envelope(json::Value& message, int32_t id, const char* object_path, json::Value&& params);
+
+// Prints the message as a body, has its table turned into an array, and sends it.
+void send_result(const ReportLink& link, const json::Value& message, const char* uuid, void (*open_table)(char* body))
+    REQUIRES(g_link_lock);
 
 // Each turns a table that was printed into a body as a string into an array. A body that was cut ahead of the table, or
 // was never made, stays as it is.

@@ -9,7 +9,7 @@
 
 #include "agent/base/text.h"
 #include "agent/json/json_value.h"
-#include "agent/local/local_server.h"
+#include "agent/local/local_server_steps.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/gateway.h"
 

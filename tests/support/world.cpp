@@ -24,11 +24,14 @@
 #include "agent/base/counters.h"
 #include "agent/base/log.h"
 #include "agent/base/records.h"
+#include "agent/link/object_path.h"
 #include "agent/main/main_loop.h"
-#include "agent/report/registration.h"
-#include "agent/tasks/result_state.h"
+#include "agent/report/period_report.h"
+#include "agent/report/registration_steps.h"
+#include "agent/tasks/back_off.h"
 #include "agent/tasks/schedule.h"
-#include "agent/tasks/task_state.h"
+#include "agent/tasks/speed_test.h"
+#include "agent/tasks/task.h"
 #include "platform/tcapi.h"
 
 namespace {

@@ -1,6 +1,4 @@
 // The local location port over real sockets.
-#include "agent/local/local_server.h"
-
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -11,6 +9,7 @@
 #include <cerrno>
 #include <thread>
 
+#include "agent/local/local_server_steps.h"
 #include "agent/main/main_loop.h"
 #include "tests/support/world.h"
 

@@ -1,9 +1,8 @@
 // Storing a posted location, and the number parser behind it.
-#include "agent/local/location.h"
-
 #include <cmath>
 #include <random>
 
+#include "agent/local/location_steps.h"
 #include "tests/support/world.h"
 
 using ::testing::ElementsAre;

@@ -8,8 +8,10 @@
 #include <thread>
 #include <vector>
 
-#include "agent/timer/timer.h"
+#include "agent/timer/timer_steps.h"
 #include "tests/support/world.h"
+
+inline pthread_mutex_t* timer_lock() { return g_timerList.p_timer_mutex->native(); }
 
 constexpr std::chrono::seconds kLongestWait{30};  // a thread under emulation and a sanitizer is slow
 
