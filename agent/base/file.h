@@ -23,8 +23,13 @@ struct Close {
 };
 using Stream = std::unique_ptr<FILE, Close>;
 
-// Opens a file as fopen does; empty on failure.
-Stream open(const Path& path, const char* mode);
+// Opens a file as fopen does, with `buffer` (at least 1 byte) in place of the page of heap that the C library would
+// take; empty on failure. The buffer outlives the stream.
+Stream open(const Path& path, const char* mode, char* buffer, size_t size);
+template <size_t Size>
+Stream open(const Path& path, const char* mode, char (&buffer)[Size]) {
+  return open(path, mode, buffer, Size);
+}
 
 }  // namespace file
 

@@ -27,7 +27,8 @@ int nuvek_app_running(const char* program) {
   process::run(command);
   char pid[6] = "";
   {
-    const file::Stream pids = file::open(path, "r");
+    char buffer[32];
+    const file::Stream pids = file::open(path, "r", buffer);
     if (pids == nullptr) return -1;
     if (fgets(pid, sizeof pid, pids.get()) == nullptr) pid[0] = '\0';
   }

@@ -144,7 +144,8 @@ int nuvek_create_uuid(DevInfo* devinfo) {
 int nuvek_getRandomUuid(char* out, size_t size) {
   constexpr char kSource[] = "/proc/sys/kernel/random/uuid";
   const file::Path path(kSource);
-  const file::Stream source = file::open(path, "r");
+  char buffer[64];
+  const file::Stream source = file::open(path, "r", buffer);
   if (source == nullptr) {
     NUVEK_ERROR("failed to open file %s", path.c_str());
     return 0;

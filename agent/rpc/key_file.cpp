@@ -29,7 +29,8 @@ void append_block(text::Builder& keys, const DevInfo& devinfo, const LocationBlo
 
 void nuvek_save_keys(const DevInfo* devinfo, const RecvData* record) {
   const file::Path path(kKeyFile);
-  const file::Stream file = file::open(path, "w");
+  char buffer[64];  // the text below is one write, longer than that
+  const file::Stream file = file::open(path, "w", buffer);
   if (file == nullptr) {
     NUVEK_ERROR("can't open %s\n", path.c_str());
     return;

@@ -12,12 +12,22 @@ int32_t take_result_id(const char* object_path) {
   return id;
 }
 
-void add_result_envelope(json::Value& message, int32_t id, const char* object_path, json::Value&& params) {
+json::Value result_params(const char* name, json::Value&& result) {
+  json::Value wrapper = json::Value::object();
+  json_AddItemToObject(wrapper, name, std::move(result));
+  json::Value params = json::Value::object();
+  json_AddItemToObject(params, "NUVEK", std::move(wrapper));
+  return params;
+}
+
+json::Value result_message(int32_t id, const char* object_path, json::Value&& params) {
+  json::Value message = json::Value::object();
   json_AddStringToObject(message, "RPCMethod", "Result");
   json_AddNumberToObject(message, "ID", id);
   json_AddNumberToObject(message, "TaskStatus", 0);
   json_AddStringToObject(message, "ObjectPath", object_path);
   json_AddItemToObject(message, "Params", std::move(params));
+  return message;
 }
 
 // Not a part of its callers: their name look-ups and file reads must not stand on a stack with this body.

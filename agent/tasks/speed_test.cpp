@@ -64,19 +64,16 @@ int nuvek_speed_over() {
 }
 
 void nuvek_speed_test_Report(DevInfo* devinfo, ServerArg*) {
-  json::Value message = json::Value::object();
-  json::Value params = json::Value::object();
   NUVEK_DEBUG("Enter");
   const ReportLink link(__func__);
   link.open();
-  nuvek_speed_result(params);
+  json::Value params = nuvek_speed_result();
   const int32_t id = take_result_id(kSpeedPath);
-  add_result_envelope(message, id, kSpeedPath, std::move(params));
-  send_result(link, message, devinfo->UUID, open_speed_table);
+  send_result(link, result_message(id, kSpeedPath, std::move(params)), devinfo->UUID, open_speed_table);
   nuvek_task_setState(kSpeedTask);
 }
 
-void nuvek_speed_result(json::Value& params) {
+json::Value nuvek_speed_result() {
   char table[4096];
   char url[300];
   char address[32];
@@ -91,8 +88,6 @@ void nuvek_speed_result(json::Value& params) {
   json_AddNumberToObject(result, "Threads", 1);  // the platform's tables know no other, whatever the command asked for
   json_AddStringToObject(result, "SpeedTable", table);
   add_error(result, error_code);
-  json::Value wrapper = json::Value::object();
-  json_AddItemToObject(wrapper, "SiteSpeedResult", std::move(result));
-  json_AddItemToObject(params, "NUVEK", std::move(wrapper));
   nuvek_save_Counter(table[0] != '\0' ? kSuccessTask : kFailTask);
+  return result_params("SiteSpeedResult", std::move(result));
 }

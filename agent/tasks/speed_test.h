@@ -26,7 +26,7 @@ int nuvek_speed_over();
 // Builds and sends the SiteSpeed result, and marks the test as reported whether or not it could be sent.
 void nuvek_speed_test_Report(DevInfo* devinfo, ServerArg* server);
 
-// Reads the result files, adds {"NUVEK":{"SiteSpeedResult":{...}}} to `params`, and counts the task.
-void nuvek_speed_result(json::Value& params);
+// Reads the result files, counts the task, and returns the message's "Params": {"NUVEK":{"SiteSpeedResult":{...}}}.
+json::Value nuvek_speed_result();
 
 #endif

@@ -79,7 +79,8 @@ void trace_route::report(DevInfo* devinfo, ServerArg* server) {
 
 void nuvek_trace_parse(char* out) {
   const file::Path path(kTraceOutput);
-  const file::Stream output = file::open(path, "r");
+  char buffer[512];
+  const file::Stream output = file::open(path, "r", buffer);
   if (output == nullptr) {
     printf("can't open %s\n", path.c_str());
     return;
@@ -102,7 +103,7 @@ void nuvek_trace_parse(char* out) {
   if (rows.ends_with(',')) rows.drop_last();
 }
 
-void nuvek_trace_result(json::Value& params) {
+json::Value nuvek_trace_result() {
   char address[kAddressSize] = "";
   nuvek_getaddrinfo(g_RemoteSerDomain.traceHost, address);
 
@@ -112,20 +113,15 @@ void nuvek_trace_result(json::Value& params) {
   json_AddStringToObject(result, "Method", "icmp");
   add_rows(result);
   json_AddStringToObject(result, "Error", "null");
-  json::Value wrapper = json::Value::object();
-  json_AddItemToObject(wrapper, "TraceRouteResult", std::move(result));
-  json_AddItemToObject(params, "NUVEK", std::move(wrapper));
+  return result_params("TraceRouteResult", std::move(result));
 }
 
 void nuvek_trace_test_Report(DevInfo* devinfo, ServerArg*) {
-  json::Value message = json::Value::object();
-  json::Value params = json::Value::object();
   NUVEK_DEBUG("Enter");
   const ReportLink link(__func__);
   link.open();
   const int32_t id = take_result_id(kTracePath);
-  nuvek_trace_result(params);
-  add_result_envelope(message, id, kTracePath, std::move(params));
-  send_result(link, message, devinfo->UUID, open_path_table);
+  json::Value params = nuvek_trace_result();
+  send_result(link, result_message(id, kTracePath, std::move(params)), devinfo->UUID, open_path_table);
   nuvek_task_setState(kTraceTask);
 }

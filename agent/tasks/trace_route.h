@@ -25,8 +25,9 @@ void report(DevInfo* devinfo, ServerArg* server);
 // Builds and sends the TraceRoute result, and marks the test as reported whether or not it could be sent.
 void nuvek_trace_test_Report(DevInfo* devinfo, ServerArg* server);
 
-// Looks up the target's address, parses the output and adds {"NUVEK":{"TraceRouteResult":{...}}} to `params`.
-void nuvek_trace_result(json::Value& params);
+// Looks up the target's address, parses the output and returns the message's "Params":
+// {"NUVEK":{"TraceRouteResult":{...}}}.
+json::Value nuvek_trace_result();
 
 // Writes the rows of the hops, joined by commas, into `out` (kTraceRowsSize bytes), cut to what fits. Leaves `out` as
 // it is when the output cannot be opened, which it says on standard output.

@@ -38,8 +38,9 @@ TEST_F(FileTest, APathThatIsTooLongIsCut) {
 }
 
 TEST_F(FileTest, AnOpenFileReadsWhatItHolds) {
+  char buffer[16];
   world().write_file("/var/note", "one line\n");
-  const file::Stream stream = file::open(file::Path("/var/note"), "r");
+  const file::Stream stream = file::open(file::Path("/var/note"), "r", buffer);
   ASSERT_NE(stream, nullptr);
   char line[32] = "";
   EXPECT_NE(fgets(line, sizeof line, stream.get()), nullptr);
@@ -47,19 +48,22 @@ TEST_F(FileTest, AnOpenFileReadsWhatItHolds) {
 }
 
 TEST_F(FileTest, AFileThatIsNotThereGivesAnEmptyStream) {
-  EXPECT_EQ(file::open(file::Path("/var/absent"), "r"), nullptr);
+  char buffer[16];
+  EXPECT_EQ(file::open(file::Path("/var/absent"), "r", buffer), nullptr);
 }
 
 TEST_F(FileTest, AWrittenFileIsCompleteOnceItsStreamIsGone) {
-  fputs("kept", file::open(file::Path("/var/note"), "w").get());
+  char buffer[16];
+  fputs("kept", file::open(file::Path("/var/note"), "w", buffer).get());
   EXPECT_EQ(world().read_file("/var/note"), "kept");
 }
 
 TEST_F(FileTest, AStreamClosesItsDescriptor) {
+  char buffer[16];
   world().write_file("/var/note", "");
   const size_t before = open_descriptors();
   {
-    const file::Stream stream = file::open(file::Path("/var/note"), "r");
+    const file::Stream stream = file::open(file::Path("/var/note"), "r", buffer);
     EXPECT_EQ(open_descriptors(), before + 1);
   }
   EXPECT_EQ(open_descriptors(), before);
