@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "agent/base/text.h"
 #include "platform/site.h"
 
 namespace file {
@@ -34,7 +35,11 @@ bool write_all(int fd, const char* text) {
 
 }  // namespace
 
-Path::Path(const char* absolute) { snprintf(path_, sizeof path_, "%s%s", site::root(), absolute); }
+Path::Path(const char* absolute) {
+  text::copy(path_, site::root());
+  const size_t length = strlen(path_);
+  text::copy(path_ + length, sizeof path_ - length, absolute);
+}
 
 Stream open(const Path& path, char* buffer, size_t size) {
   Stream stream(fopen(path.c_str(), "re"));  // "e": helper programs do not inherit it
