@@ -42,9 +42,10 @@ Path::Path(const char* absolute) {
 }
 
 Stream open(const Path& path, char* buffer, size_t size) {
-  Stream stream(fopen(path.c_str(), "re"));  // "e": helper programs do not inherit it
-  if (stream != nullptr) setvbuf(stream.get(), buffer, _IOFBF, size);
-  return stream;
+  FILE* stream = fopen(path.c_str(), "re");  // "e": helper programs do not inherit it
+  if (stream == nullptr) return nullptr;
+  setvbuf(stream, buffer, _IOFBF, size);
+  return Stream(stream);
 }
 
 Replacement::Replacement(const Path& path, const Path& beside) : path_(path), beside_(beside), fd_(-1) {
