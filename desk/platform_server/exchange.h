@@ -4,7 +4,9 @@
 #define NUVEK_DESK_EXCHANGE_H
 
 #include <array>
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -20,6 +22,8 @@ constexpr size_t index_of(Kind kind) { return static_cast<size_t>(kind); }
 constexpr const char* name_of(Kind kind) { return kKindNames[index_of(kind)]; }
 
 struct Exchange {
+  std::chrono::system_clock::time_point time;  // when it was told
+  int64_t took_ms = 0;                         // from the whole request to the answer
   Kind kind = Kind::kBad;
   std::string peer;
   std::string uuid;         // empty unless the request carries one of the right shape

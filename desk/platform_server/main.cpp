@@ -25,7 +25,7 @@ int run(const desk::Options& options) {
   const desk::Scenario scenario =
       options.scenario.empty() ? desk::default_scenario() : desk::read_scenario(options.scenario);
   asio::io_context io{1};
-  desk::Platform platform(scenario, options.journal);
+  desk::Platform platform(io, scenario, options.journal);
   asio::signal_set signals(io, SIGTERM, SIGINT);
   signals.async_wait([&io](const boost::system::error_code&, int) { io.stop(); });
 
@@ -42,7 +42,9 @@ int run(const desk::Options& options) {
   if (!options.port_file.empty()) write_port_file(options.port_file, endpoint.port());
 
   io.run();
+  platform.speed_tests.finish();
   platform.time_line.summary(platform.conversation.gateways());
+  if (!platform.journal.error().empty()) return desk::kFailed;
   return options.strict && platform.time_line.findings() ? desk::kFindings : 0;
 }
 

@@ -11,7 +11,8 @@ constexpr const char* kAbout =
 
 constexpr const char* kFooter = R"(
 Examples:
-  nuvek-platform --address 127.0.0.1 --port 8080
+  nuvek-platform --port 8080
+  nuvek-platform --address 0.0.0.0                  # for a gateway on the network
   nuvek-platform --port 0 --port-file port --scenario story.yaml --journal exchanges.jsonl
   curl -o /dev/null http://127.0.0.1:8080/speedtest/any
 
@@ -41,10 +42,11 @@ Scenario file (YAML; every key may be left out; shown with its default):
   SpeedTest:
     bytes: 8000000       # length of a download, or instead
     duration_s: 10       # its duration (no default)
-    mbit_s: 100          # its highest speed, each connection (default: none)
+    mbit_s: 1000         # its highest speed, each connection
     delay_ms: 0
   on_finding: refuse     # or answer: tell the finding, but answer all the same where that is possible
   request_ms: 10000      # time that a request may take to come in
+  write_ms: 30000        # time that a client may take to take an answer, or 16 KB of a download
   idle_ms: 300000        # a connection that is silent that long is closed
   faults:                # the first rule that fits is played
     - to: Report         # a kind as above; left out: any request
@@ -61,16 +63,17 @@ Scenario file (YAML; every key may be left out; shown with its default):
 Journal: one JSON object a line, appended and written through at once: time (UTC), peer, kind, verdict ("ok" or
   a list of findings), uuid, id, path, code (the one answered; of a GetResponse the one received), outcome,
   request, answer. The last two are the bytes on the wire, one character each (U+0080 to U+00FF for bytes above 127).
+  Downloads of one path by one client are one exchange, told a second after the last of them.
 
-End: SIGTERM or SIGINT. Status 0, 1 for a refused scenario or a port or file that cannot be had, 2 for wrong
-  options, 3 with --strict after findings.)";
+End: SIGTERM or SIGINT. Status 0, 1 for a refused scenario, a port or file that cannot be had or a journal that
+  could not be written to its end, 2 for wrong options, 3 with --strict after findings.)";
 
 }  // namespace
 
 std::optional<Options> read_options(int argc, char** argv, int& status) {
   Options options;
   CLI::App app{kAbout, "nuvek-platform"};
-  app.add_option("--address", options.address, "Address to listen on, 0.0.0.0 by default")
+  app.add_option("--address", options.address, "Address to listen on, 127.0.0.1 by default; 0.0.0.0 is every one")
       ->check(CLI::ValidIPV4)
       ->type_name("ADDRESS");
   app.add_option("--port", options.port, "TCP port, 80 by default; 0 takes any free one")

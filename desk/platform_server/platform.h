@@ -4,15 +4,20 @@
 
 #include "conversation.h"
 #include "journal.h"
+#include "speed_tests.h"
 #include "time_line.h"
 
 namespace desk {
 
 struct Platform {
-  Platform(const Scenario& what, const std::string& journal_file)
-      : scenario(what), conversation(scenario), journal(journal_file) {}
+  Platform(boost::asio::io_context& io, const Scenario& what, const std::string& journal_file)
+      : scenario(what),
+        conversation(scenario),
+        journal(journal_file),
+        speed_tests(io, [this](const Exchange& test) { tell(test); }) {}
 
-  void tell(const Exchange& exchange) {
+  void tell(Exchange exchange) {
+    exchange.time = std::chrono::system_clock::now();
     time_line.tell(exchange);
     journal.write(exchange);
   }
@@ -21,6 +26,7 @@ struct Platform {
   Conversation conversation;
   Journal journal;
   TimeLine time_line;
+  SpeedTests speed_tests;
 };
 
 }  // namespace desk

@@ -26,10 +26,11 @@ constexpr size_t kUuidLength = 36;      // what {uuid} becomes
 constexpr size_t kMaxNumberLength = 7;  // what {n} becomes at most
 constexpr int kMaxWait_ms = 3'600'000;
 
-const std::map<std::string, Fault> kFaults = {
-    {"not_found", Fault::kNotFound},   {"server_error", Fault::kServerError}, {"close", Fault::kClose},
-    {"reset", Fault::kReset},          {"silence", Fault::kSilence},          {"garbage", Fault::kGarbage},
-    {"two_pieces", Fault::kTwoPieces}, {"wrong_length", Fault::kWrongLength}, {"oversize", Fault::kOversize}};
+const std::map<std::string, Fault> kFaults = [] {
+  std::map<std::string, Fault> faults;
+  for (size_t i = 1; i < kFaultNames.size(); ++i) faults[kFaultNames[i]] = static_cast<Fault>(i);
+  return faults;
+}();
 
 const std::map<std::string, Kind> kKinds = [] {
   std::map<std::string, Kind> kinds;
@@ -254,6 +255,7 @@ Scenario Reader::read() {
       {"on_finding",
        [&](const Node& value) { scenario_.answer_in_spite_of_findings = choice(value, "on_finding", on_finding); }},
       {"request_ms", set_number(scenario_.request_ms, 1, kMaxWait_ms)},
+      {"write_ms", set_number(scenario_.write_ms, 1, kMaxWait_ms)},
       {"idle_ms", set_number(scenario_.idle_ms, 1, kMaxWait_ms)},
       {"faults", [&](const Node& value) {
          for (const Node& row : list(value, "faults must be a list")) fault(row);

@@ -8,21 +8,9 @@
 #include <stdexcept>
 
 #include "exchange.h"
+#include "fault.h"
 
 namespace desk {
-
-enum class Fault {
-  kNone,
-  kNotFound,
-  kServerError,
-  kClose,
-  kReset,
-  kSilence,
-  kGarbage,
-  kTwoPieces,
-  kWrongLength,
-  kOversize
-};
 
 // Plays a fault on the first to the last request of one kind (of any kind when none is named), counted per gateway.
 struct FaultRule {
@@ -40,11 +28,13 @@ struct Section {
   int delay_ms = 0;
 };
 
+constexpr uint64_t kMaxDownload_bytes = 100'000'000'000;
+
 // Body of a speed-test download: so many bytes, or as many as go out in `duration_s`.
 struct DownloadSettings {
   uint64_t bytes = 8'000'000;
   int duration_s = 0;  // 0: `bytes` count
-  int mbit_s = 0;      // 0: as fast as it goes
+  int mbit_s = 1000;   // more than a home line has, but not all that a processor can do
 };
 
 struct Scenario {
@@ -54,6 +44,7 @@ struct Scenario {
   std::vector<FaultRule> faults;
   bool answer_in_spite_of_findings = false;
   int request_ms = 10'000;  // a request that began must be complete by then
+  int write_ms = 30'000;    // an answer, or a piece of a download, must be taken by then
   int idle_ms = 300'000;    // a connection that says nothing is closed then
 
   const Section& section(Kind kind) const { return sections[index_of(kind)]; }

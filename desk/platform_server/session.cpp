@@ -20,8 +20,18 @@ constexpr uint64_t kMaxBody_bytes = 16'384;
 // For a client that waits for one acknowledgement before it sends its next GetResponse.
 constexpr std::chrono::milliseconds kHoldLimit{500};
 
+// More than an answer can ask, and than a gateway can have open.
+constexpr size_t kMaxOpenGets = 64;
+
 // After an answer that ends the connection: time for the client to take it and close.
 constexpr std::chrono::seconds kDrainLimit{1};
+
+// A text that is merely assigned an empty one keeps its memory.
+template <typename Value>
+void release(Value& value) {
+  const Value released = std::move(value);
+  value = Value();
+}
 
 }  // namespace
 
@@ -42,11 +52,16 @@ void Session::start() {
 }
 
 void Session::expect_request() {
+  // An idle connection keeps nothing of what went over it.
+  if (in_.size() == 0) release(in_);
+  release(exchange_);
+  release(reply_);
+  release(out_);
+  release(raw_);
   parser_.emplace();
   parser_->eager(true);
   parser_->header_limit(kMaxHead_bytes);
   parser_->body_limit(kMaxBody_bytes);
-  raw_.clear();
   begun_.reset();
   parse();
 }
@@ -139,6 +154,7 @@ void Session::on_broken_request(const std::string& reason) {
 }
 
 void Session::answer() {
+  complete_ = Clock::now();
   if (!exchange_.uuid.empty()) uuid_ = exchange_.uuid;
   reply_ = platform_.conversation.answer(exchange_);
   wait(reply_.delay_ms, &Session::carry_out);
@@ -155,13 +171,14 @@ void Session::wait(int ms, Step then) {
 
 void Session::carry_out() {
   if (exchange_.kind == Kind::kGetResponse && exchange_.id) open_gets_.erase(*exchange_.id);
+  if (open_gets_.size() > kMaxOpenGets) tell_unanswered_gets();
   open_gets_.insert(reply_.asked.begin(), reply_.asked.end());
   const bool downloads = exchange_.kind == Kind::kSpeedTest && reply_.fault == Fault::kNone;
   if (downloads) {
     download();
     return;
   }
-  platform_.tell(exchange_);
+  tell_exchange();
   out_ = held_ + reply_.bytes;
   held_.clear();
   if (reply_.fault == Fault::kClose || reply_.fault == Fault::kReset) {
@@ -185,12 +202,26 @@ void Session::flush_held() {
 
 // Sends the first `length` bytes of `out_` and takes them off it.
 void Session::write(size_t length, Step then) {
+  deadline_.expires_after(std::chrono::milliseconds(platform_.scenario.write_ms));
+  deadline_.async_wait([self = shared_from_this()](const Error& error) {
+    if (error || self->deadline_.expiry() > Clock::now()) return;
+    Error ignored;
+    self->socket_.cancel(ignored);
+  });
   asio::async_write(socket_, asio::buffer(out_.data(), length),
                     [self = shared_from_this(), then](const Error& error, size_t written) {
+                      self->deadline_.expires_at(Clock::time_point::max());
+                      if (error == asio::error::operation_aborted) return self->on_write_deadline();
                       if (error) return self->end("");
                       self->out_.erase(0, written);
                       (self.get()->*then)();
                     });
+}
+
+// With a reset, so that the system does not keep for the client what it does not take.
+void Session::on_write_deadline() {
+  tell_failure("answer not taken within " + std::to_string(platform_.scenario.write_ms) + " ms");
+  close(true);
 }
 
 void Session::write_second_piece() {
@@ -204,15 +235,16 @@ void Session::download() {
   exchange_.answer = download_head(settings);
   if (settings.duration_s != 0) close_after_ = true;
   out_ = exchange_.answer;
+  write(out_.size(), &Session::stream);
+}
+
+void Session::stream() {
   const auto done = [self = shared_from_this()](uint64_t sent, bool complete) {
-    self->exchange_.outcome = std::to_string(sent) + " bytes" + (complete ? "" : ", then the client left");
-    self->platform_.tell(self->exchange_);
-    complete ? self->after_answer() : self->close(false);
+    self->exchange_.took_ms = self->since_complete_ms();
+    self->platform_.speed_tests.add(self->exchange_, sent, complete);
+    complete ? self->after_answer() : self->close(true);
   };
-  asio::async_write(socket_, asio::buffer(out_), [self = shared_from_this(), done](const Error& error, size_t) {
-    if (error) return done(0, false);
-    std::make_shared<Download>(self->socket_, self->platform_.scenario.download, done)->start();
-  });
+  std::make_shared<Download>(socket_, platform_.scenario, done)->start();
 }
 
 void Session::after_answer() { close_after_ ? drain() : expect_request(); }
@@ -239,6 +271,15 @@ void Session::end(const std::string& half_request_finding) {
   close(false);
 }
 
+int64_t Session::since_complete_ms() const {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - complete_).count();
+}
+
+void Session::tell_exchange() {
+  exchange_.took_ms = since_complete_ms();
+  platform_.tell(exchange_);
+}
+
 void Session::tell_unanswered_gets() {
   if (open_gets_.empty()) return;
   Exchange missing;
@@ -249,6 +290,17 @@ void Session::tell_unanswered_gets() {
   for (const int id : open_gets_) missing.findings.push_back("Get " + std::to_string(id) + " was not answered");
   open_gets_.clear();
   platform_.tell(missing);
+}
+
+// What happened to the answer of the exchange that was told last.
+void Session::tell_failure(const std::string& finding) {
+  Exchange failure;
+  failure.kind = exchange_.kind;
+  failure.peer = peer_;
+  failure.uuid = uuid_;
+  failure.outcome = "closed";
+  failure.findings.push_back(finding);
+  platform_.tell(failure);
 }
 
 void Session::close(bool with_reset) {

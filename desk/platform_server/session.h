@@ -40,15 +40,20 @@ class Session : public std::enable_shared_from_this<Session> {
   void wait(int ms, Step then);
   void carry_out();
   void write(size_t length, Step then);
+  void on_write_deadline();
   void write_second_piece();
   void download();
+  void stream();
   void after_answer();
   void flush_held();
 
   // Ending.
   void drain();
   void end(const std::string& half_request_finding);
+  int64_t since_complete_ms() const;
+  void tell_exchange();
   void tell_unanswered_gets();
+  void tell_failure(const std::string& finding);
   void close(bool with_reset);
 
   boost::asio::ip::tcp::socket socket_;
@@ -63,6 +68,7 @@ class Session : public std::enable_shared_from_this<Session> {
   boost::asio::steady_timer deadline_;
   boost::asio::steady_timer pause_;
 
+  Clock::time_point complete_;  // when the request that is being answered had come
   Exchange exchange_;
   Reply reply_;
   std::string out_;

@@ -26,8 +26,9 @@ class Platform:
     def __init__(self, folder, scenario=None, *options, shell_prefix=()):
         self.journal_file = folder / "journal"
         port_file = folder / "port"
-        command = [*shell_prefix, program(), "--address", "127.0.0.1", "--port", "0"]
-        command += ["--port-file", str(port_file), "--journal", str(self.journal_file), *options]
+        command = [*shell_prefix, program(), "--port", "0", "--port-file", str(port_file), *options]
+        if "--journal" not in options:
+            command += ["--journal", str(self.journal_file)]
         if scenario is not None:
             (folder / "scenario.yaml").write_text(scenario)
             command += ["--scenario", str(folder / "scenario.yaml")]
