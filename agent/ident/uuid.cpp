@@ -144,14 +144,13 @@ int nuvek_create_uuid(DevInfo* devinfo) {
 int nuvek_getRandomUuid(char* out, size_t size) {
   constexpr char kSource[] = "/proc/sys/kernel/random/uuid";
   const file::Path path(kSource);
-  char buffer[64];
-  const file::Stream source = file::open(path, buffer);
-  if (source == nullptr) {
+  const file::Reader source(path);
+  if (!source.is_open()) {
     NUVEK_ERROR("failed to open file %s", path.c_str());
     return 0;
   }
   memset(out, 0, size);
-  if (fgets(out, static_cast<int>(size), source.get()) == nullptr) return 0;
+  if (fgets(out, static_cast<int>(size), source.stream()) == nullptr) return 0;
   const size_t length = strlen(out);
   if (length != 0) out[length - 1] = '\0';
   return static_cast<int>(length);
