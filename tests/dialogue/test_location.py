@@ -1,5 +1,5 @@
 """The local location port, from the client's side, and the end of the daemon."""
-from messages import DEVICE_STORE, NO_BLOCK, answer, inform0, inform0_response
+from messages import DEVICE_STORE, NO_BLOCK, inform0
 
 POST = b'{"Longitude":"116.397128","Latitude":"39.916527","ID":"7"}'
 STORED = ["set nuvek_Entry0 Long=116.39713", "set nuvek_Entry0 Lat=39.91653", "set nuvek_Entry0 Altitudes=",
