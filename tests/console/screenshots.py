@@ -1,5 +1,6 @@
 """Takes the pictures of the console's page that the documents show: the day that the tests play, with one real back-off."""
 import pathlib
+import subprocess
 import sys
 import tempfile
 import time
@@ -37,10 +38,12 @@ def play(platform):
 def take(page, file, size, scheme, top):
     """One picture that begins at the panel `top`."""
     browser.look(page.driver, size, scheme)
+    page.script("document.querySelector('#sequence [aria-current]').scrollIntoView({block: 'center'})")
     page.script("document.activeElement.blur(); scrollTo(0, document.querySelector(arguments[0]).getBoundingClientRect().top + scrollY - 14)", top)
     page.until(lambda: page.script("return document.querySelector('#map svg').viewBox.baseVal.width === document.querySelector('#map').clientWidth"),
                "drawings of this width")
     page.driver.save_screenshot(str(file))
+    subprocess.run(["pngquant", "--force", "--ext", ".png", "--speed", "1", "--strip", file], check=True)
     print("%s: %d bytes" % (file.name, file.stat().st_size))
     assert file.stat().st_size < LIMIT_BYTES, "too large for a document"
 
@@ -59,7 +62,7 @@ def main(folder):
             page.click("#sequence li:nth-last-child(3) button")
             page.see("exchange", "SpeedTable")
             take(page, folder / "console.png", browser.WIDE, "light", "body")
-            take(page, folder / "console-dark.png", browser.WIDE, "dark", "#identity")
+            take(page, folder / "console-dark.png", browser.WIDE, "dark", "[aria-labelledby=identity-title]")
             take(page, folder / "console-narrow.png", browser.NARROW, "light", "[aria-labelledby=sequence-title]")
         finally:
             platform.stop()

@@ -138,8 +138,10 @@ def test_second_gateway_is_listed_and_chosen(platform, open_page):
     page.see("map", "33.25000° S, 70.50000° W")
     assert page.text("gateway-name") == "NUVEK-2"
     page.see("speed", "No speed test yet")
+    page.until(lambda: page.script("return document.querySelector('#sequence [data-from]').textContent") == "NUVEK-1", "whose exchange it is")
     page.script("const s = document.querySelector('#everyone'); s.value = 'one'; s.dispatchEvent(new Event('change'))")
     page.until(lambda: [row[0].split(",")[0] for row in page.rows()] == ["Inform0"], "only this gateway's exchanges")
+    assert page.rows()[0][1] == "Inform0Response RegID NUVEK-2 Code 0"
 
 
 def test_text_of_a_gateway_is_never_markup(platform, open_page):

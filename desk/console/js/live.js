@@ -3,6 +3,7 @@
 import { get, gateway_path } from "./api.js";
 import { state, tell } from "./state.js";
 
+const BEAT_MS = 50; // exchanges that come within this time are drawn together
 const KEPT_EXCHANGES = 300;
 const PAGE_OF_GATEWAYS = 200;
 const TOGETHER_MS = 200; // changes that come within this time are fetched together
@@ -16,6 +17,7 @@ let source = null;
 let started = null;
 let changed = new Set();
 let timer = null;
+let coming = []; // exchanges told of and not yet taken in
 
 const quietly = (promise) => promise.catch(() => {}); // what cannot be had now is had after the reconnection
 
@@ -112,20 +114,30 @@ function gateway_changed(uuid) {
 }
 
 function exchange_came(exchange) {
-  if (exchange.number <= (state.exchanges.at(-1)?.number ?? 0)) return;
-  if (belongs(exchange)) {
-    state.exchanges = [...state.exchanges, exchange].slice(-KEPT_EXCHANGES);
-    tell("exchanges");
+  if (coming.length === 0) setTimeout(take_in, BEAT_MS);
+  coming.push(exchange);
+}
+
+function take_in() {
+  const last = state.exchanges.at(-1)?.number ?? 0;
+  const list = coming;
+  coming = [];
+  if (list.length === 0) return; // a new platform came meanwhile
+  const fresh = list.filter((exchange) => exchange.number > last && belongs(exchange));
+  state.exchanges = [...state.exchanges, ...fresh].slice(-KEPT_EXCHANGES);
+  tell("exchanges");
+  tell("message", list.at(-1));
+  for (const { uuid } of list) gateway_changed(uuid);
+  for (const kind of Object.keys(state.results)) {
+    if (list.some((exchange) => exchange.uuid === state.chosen && exchange.kind === kind)) quietly(load_results(kind));
   }
-  tell("message", exchange);
-  gateway_changed(exchange.uuid);
-  if (exchange.uuid === state.chosen && exchange.kind in state.results) quietly(load_results(exchange.kind));
 }
 
 function hello(told) {
   const anew = started !== told.started || told.first > (state.exchanges.at(-1)?.number ?? 0) + 1;
   if (started !== null && started !== told.started) {
     state.exchanges = [];
+    coming = [];
     state.exchange = null;
     tell("exchange");
     connect(); // the old numbers mean nothing to a new platform

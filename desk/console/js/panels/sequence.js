@@ -25,7 +25,7 @@ function asked(exchange) {
 const BY = { console: "ordered here", replay: "replayed" };
 
 function answered(exchange) {
-  const words = (exchange.outcome ?? "").replace(/-(?=\d)/g, "\u2212");
+  const words = (exchange.outcome ?? "").replace(/ -(?=\d)/g, " \u2212");
   return [words, BY[exchange.by], exchange.fault && `fault ${exchange.fault}`].filter(Boolean).join(" · ");
 }
 
@@ -36,14 +36,16 @@ function gap(exchange, before) {
   return seconds < GAP_S ? null : h("span", { class: "gap" }, h("span", { class: "silence" }, `${duration(seconds)} later`));
 }
 
+/** Which gateway, where that is a question. */
+const from = (uuid) => (state.everyone && state.gateways.size > 1 ? name_of(uuid) : "");
+
 function item(exchange, before) {
   const bad = exchange.findings.length > 0;
-  const from = state.everyone && state.gateways.size > 1 ? name_of(exchange.uuid) : "";
   return h("li", null, gap(exchange, before), h("button", {
     type: "button", class: `exchange${bad ? " bad" : ""}`, tabindex: "-1", "data-number": exchange.number,
     onclick: () => open_exchange(exchange.number),
   },
-  h("span", { class: "when" }, h("span", { class: "mono" }, clock_time(exchange.time)), h("span", { class: "dim" }, `${exchange.number} ${from}`),
+  h("span", { class: "when" }, h("span", { class: "mono" }, clock_time(exchange.time)), h("span", { class: "dim" }, `${exchange.number} `, h("span", { "data-from": exchange.uuid }, from(exchange.uuid))),
     bad ? h("span", { class: "badge bad" }, count(exchange.findings.length, "finding")) : null),
   h("span", { class: "lane" },
     exchange.request_bytes === 0 ? h("span", { class: "said dim" }, "nothing came") : [h("span", { class: "said" }, asked(exchange)), arrow("right")],
@@ -95,6 +97,14 @@ function draw() {
   if (at_bottom) box.scrollTop = box.scrollHeight;
 }
 
+/** A name may be given after the first exchange, and one gateway needs none until a second one comes. */
+function draw_names() {
+  for (const part of by_id("sequence").querySelectorAll("[data-from]")) {
+    const name = from(part.dataset.from);
+    if (part.textContent !== name) part.textContent = name;
+  }
+}
+
 const STEPS = { ArrowDown: (at) => at + 1, ArrowUp: (at) => at - 1, Home: () => 0, End: (_, last) => last };
 
 function move(event) {
@@ -116,5 +126,6 @@ export function begin() {
   by_id("everyone").onchange = (event) => show_everyone(event.target.value === "all");
   on("exchanges", draw);
   on("exchange", mark_shown);
+  on("gateways exchanges", draw_names);
   draw();
 }
