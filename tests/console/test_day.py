@@ -59,6 +59,16 @@ def test_day_is_shown_as_it_happens(platform, open_page, size, scheme):
     assert dark == (scheme == "dark")
 
 
+def test_page_that_is_opened_late_shows_the_day_so_far(platform, open_page):
+    play(platform)
+    page = open_page(platform)
+    page.see("identity", "ACME HG-1")
+    page.until(lambda: len(page.rows()) == 12, "twelve exchanges")
+    page.see("network-last", "GetResponse")
+    page.see("speed", "answered 0")
+    page.see("back-off", "code −2: wait 20 s, waited")
+
+
 def test_sequence_is_what_was_exchanged(platform, open_page):
     page = open_page(platform)
     play(platform)

@@ -146,6 +146,20 @@ def test_all_can_be_done_from_the_keyboard(platform, page):
     assert page.focused() == "get-button"
 
 
+def test_every_control_has_a_name(platform, page):
+    page.gateway.report()
+    page.click("#sequence button")
+    page.see("exchange", "Inform0")
+    for name in (None, "get", "answer", "broken"):
+        if name is not None:
+            page.click("#%s-button" % name)
+        nodes = page.driver.execute_cdp_cmd("Accessibility.getFullAXTree", {})["nodes"]
+        named = [(node["role"]["value"], node.get("name", {}).get("value", "").strip()) for node in nodes if not node["ignored"] and
+                 node["role"]["value"] in ("button", "textbox", "combobox", "searchbox", "spinbutton", "region", "img", "dialog", "link")]
+        assert len(named) > 3 and [pair for pair in named if pair[1] == ""] == []
+        page.press(Keys.ESCAPE)
+
+
 def test_arrow_keys_walk_the_sequence_and_enter_shows_it(platform, page):
     page.gateway.report()
     page.until(lambda: len(page.rows()) == 6, "the exchanges")

@@ -19,7 +19,7 @@ let changed = new Set();
 let timer = null;
 let coming = []; // exchanges told of and not yet taken in
 
-const quietly = (promise) => promise.catch(() => {}); // what cannot be had now is had after the reconnection
+const quietly = (promise) => promise.catch(() => {}); // the next change or reconnection asks again
 
 /** Loads as many gateways as are shown and `further` ones, at least a page. */
 export async function load_gateways(further = 0) {
@@ -134,7 +134,6 @@ function take_in() {
 }
 
 function hello(told) {
-  const anew = started !== told.started || told.first > (state.exchanges.at(-1)?.number ?? 0) + 1;
   if (started !== null && started !== told.started) {
     state.exchanges = [];
     coming = [];
@@ -144,8 +143,12 @@ function hello(told) {
   }
   started = told.started;
   set_connection("live");
-  if (anew || state.platform === null) return quietly(load_all());
-  return quietly(Promise.all([load_gateways(), load_desk()]));
+  load_until_all();
+}
+
+/** What changed while nobody listened is told by no event; a platform that is too busy is asked again. */
+function load_until_all() {
+  load_all().catch(() => setTimeout(() => state.connection === "live" && load_until_all(), RETRY_MS));
 }
 
 function set_connection(connection) {

@@ -105,9 +105,14 @@ function tell_last(text, time) {
 
 export function begin() {
   on("desk size", draw);
+  const tell_exchange = (exchange) =>
+    tell_last(`${exchange.kind} from ${exchange.peer}: ${exchange.outcome || "no answer"}`, exchange.time);
   on("message", (exchange) => {
     light_way("gw", "plat");
-    tell_last(`${exchange.kind} from ${exchange.peer}: ${exchange.outcome || "no answer"}`, exchange.time);
+    tell_exchange(exchange);
+  });
+  on("exchanges", () => {
+    if (by_id("network-last").childElementCount === 0 && state.exchanges.length > 0) tell_exchange(state.exchanges.at(-1));
   });
   on("local", (text) => {
     light_way("lan", "gw");
