@@ -6,8 +6,17 @@ from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
 
 OPTIONS = (
-    "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--disable-dev-shm-usage", "--no-first-run", "--hide-scrollbars",
-    "--disable-background-networking", "--disable-component-update", "--disable-sync", "--force-color-profile=srgb",
+    "--headless",
+    "--no-sandbox",
+    "--disable-gpu",
+    "--disable-quic",
+    "--disable-dev-shm-usage",
+    "--no-first-run",
+    "--hide-scrollbars",
+    "--disable-background-networking",
+    "--disable-component-update",
+    "--disable-sync",
+    "--force-color-profile=srgb",
     "--host-resolver-rules=MAP * ~NOTFOUND , EXCLUDE 127.0.0.1",
 )
 WIDE, NARROW = (1440, 900), (360, 740)

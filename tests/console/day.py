@@ -4,15 +4,24 @@ import itertools
 import gateway
 
 SPEEDS = (12.4, 38.9, 71.2, 88.05, 93.6, 94.11, 93.87, 94.2, 61.3, 55.08, 79.9, 92.75, 94.02, 94.1, 93.95, 94.08)
-ROUTE = ('["edge.test", 1.13, "edge.test", 0.937, "edge.test", 0.887],["*", "null", "*", "null", "*", "null"],'
-         '["core.test", 4.846, "core.test", 4.009, "core.test", "null"],["nuvek-p1.test", 7.129, "nuvek-p1.test", 6.02, "nuvek-p1.test", 6.7]')
+ROUTE = (
+    '["edge.test", 1.13, "edge.test", 0.937, "edge.test", 0.887],["*", "null", "*", "null", "*", "null"],'
+    '["core.test", 4.846, "core.test", 4.009, "core.test", "null"],["nuvek-p1.test", 7.129, "nuvek-p1.test", 6.02, "nuvek-p1.test", 6.7]'
+)
 
 
 class Gateway:
     def __init__(self, platform, uuid=gateway.UUID):
         self.platform = platform
         self.uuid = uuid
-        self.sent = {"FailInform": 0, "FailResult": 0, "FailTask": 0, "SuccessInform": 0, "SuccessResult": 0, "SuccessTask": 0}
+        self.sent = {
+            "FailInform": 0,
+            "FailResult": 0,
+            "FailTask": 0,
+            "SuccessInform": 0,
+            "SuccessResult": 0,
+            "SuccessTask": 0,
+        }
         self.identifiers = itertools.permutations("987654321", 8)
         self.location = {"Long": 116.39713, "Lat": 39.91653, "AreaCode": "110101", "GISInterface": "A"}
 
@@ -24,11 +33,16 @@ class Gateway:
 
     def place(self, text):
         """`text` with this gateway's location in it."""
-        for old, new in (("116.39713", "%.5f" % self.location["Long"]), ("39.91653", "%.5f" % self.location["Lat"]),
-                         ('"AreaCode":""', '"AreaCode":"%s"' % self.location["AreaCode"]),
-                         ('"GISInterface":"A"', '"GISInterface":"%s"' % self.location["GISInterface"]),
-                         ('"GISLockTime":""', '"GISLockTime":"1700000000"'), ('"Altitudes": 0.0', '"Altitudes": 44.2'),
-                         ('"HorizontalError": 0.0', '"HorizontalError": 8.5'), ('"VerticalError": 0.0', '"VerticalError": 3.0')):
+        for old, new in (
+            ("116.39713", "%.5f" % self.location["Long"]),
+            ("39.91653", "%.5f" % self.location["Lat"]),
+            ('"AreaCode":""', '"AreaCode":"%s"' % self.location["AreaCode"]),
+            ('"GISInterface":"A"', '"GISInterface":"%s"' % self.location["GISInterface"]),
+            ('"GISLockTime":""', '"GISLockTime":"1700000000"'),
+            ('"Altitudes": 0.0', '"Altitudes": 44.2'),
+            ('"HorizontalError": 0.0', '"HorizontalError": 8.5'),
+            ('"VerticalError": 0.0', '"VerticalError": 3.0'),
+        ):
             text = text.replace(old, new)
         return text
 

@@ -6,9 +6,14 @@ import socketserver
 import threading
 import urllib.parse
 
-HOSTS = [("lan", "client", ["10.99.0.2"]), ("gw", "gateway", ["10.99.0.1", "10.99.1.2"]), ("r1", "edge router", ["10.99.1.1", "10.99.2.1"]),
-         ("r2", "core router", ["10.99.2.2", "10.99.3.1", "10.99.4.1"]), ("plat", "platform", ["10.99.3.2"]),
-         ("dns", "name server", ["10.99.4.2"])]
+HOSTS = [
+    ("lan", "client", ["10.99.0.2"]),
+    ("gw", "gateway", ["10.99.0.1", "10.99.1.2"]),
+    ("r1", "edge router", ["10.99.1.1", "10.99.2.1"]),
+    ("r2", "core router", ["10.99.2.2", "10.99.3.1", "10.99.4.1"]),
+    ("plat", "platform", ["10.99.3.2"]),
+    ("dns", "name server", ["10.99.4.2"]),
+]
 LINKS = [["lan", "gw"], ["gw", "r1"], ["r1", "r2"], ["r2", "plat"], ["r2", "dns"]]
 TIME = "2026-11-21T19:04:06.000Z"
 
@@ -18,8 +23,10 @@ class Desk:
         self.uuid, self.path = uuid, str(path)
         self.agent = {"state": "running", "pid": 4711, "since": TIME, "status": None}
         self.open = self.locked = True
-        self.store = {"nuvek_Common": {"RegId": "NUVEK-1", "ReportCycle": "1440", "PlatformDomain1": "nuvek-p1.test"},
-                      "nuvek_GISInfoA": {"Longitude": "116.39713", "Latitude": "39.91653", "Status": "set"}}
+        self.store = {
+            "nuvek_Common": {"RegId": "NUVEK-1", "ReportCycle": "1440", "PlatformDomain1": "nuvek-p1.test"},
+            "nuvek_GISInfoA": {"Longitude": "116.39713", "Latitude": "39.91653", "Status": "set"},
+        }
         self.log = "2026-11-21 19:04:06 nuvek: started\n2026-11-21 19:04:07 nuvek: Inform0 sent\n"
         self.calls = []
         self.server = Server(self.path, Handler)
@@ -34,17 +41,28 @@ class Desk:
     def answer(self, method, target, body):
         """Status and body of one call; what is done is also logged."""
         url = urllib.parse.urlsplit(target)
-        path = url.path[len("/api/desk"):]
+        path = url.path[len("/api/desk") :]
         if method != "GET":
             self.calls.append((path, body))
             self.log += "2026-11-21 19:10:00 desk: %s\n" % path
-        return getattr(self, "%s%s" % (method.lower(), path.replace("/", "_").replace("-", "_")))(body, urllib.parse.parse_qs(url.query))
+        return getattr(self, "%s%s" % (method.lower(), path.replace("/", "_").replace("-", "_")))(
+            body, urllib.parse.parse_qs(url.query)
+        )
 
     def get(self, _body, _query):
-        return {"story": "the happy story",
-                "network": {"kind": "namespaces", "hosts": [dict(zip(("name", "title", "addresses"), host)) for host in HOSTS], "links": LINKS},
-                "gateway": {"uuid": self.uuid, "local_port": 17999, "root": "/tmp/nuvek-desk-x/gateway"}, "agent": self.agent,
-                "platform": {"state": "running", "since": TIME}, "clock": {"open": self.open}, "time": {"speed": 1, "now": TIME}}
+        return {
+            "story": "the happy story",
+            "network": {
+                "kind": "namespaces",
+                "hosts": [dict(zip(("name", "title", "addresses"), host)) for host in HOSTS],
+                "links": LINKS,
+            },
+            "gateway": {"uuid": self.uuid, "local_port": 17999, "root": "/tmp/nuvek-desk-x/gateway"},
+            "agent": self.agent,
+            "platform": {"state": "running", "since": TIME},
+            "clock": {"open": self.open},
+            "time": {"speed": 1, "now": TIME},
+        }
 
     def get_store(self, _body, _query):
         return {"nodes": self.store}

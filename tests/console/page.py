@@ -28,7 +28,9 @@ class Page:
         return self.script("return document.getElementById(arguments[0]).innerText", name)
 
     def until(self, condition, what):
-        return WebDriverWait(self.driver, WAIT_S, poll_frequency=0.05).until(lambda _: condition(), "waited in vain: " + what)
+        return WebDriverWait(self.driver, WAIT_S, poll_frequency=0.05).until(
+            lambda _: condition(), "waited in vain: " + what
+        )
 
     def see(self, name, *words):
         def all_there():
@@ -68,8 +70,10 @@ class Page:
 
     def rows(self):
         """The sequence diagram: each exchange's lines."""
-        return self.script("return [...document.querySelectorAll('#sequence .lane')].map((lane) => lane.innerText.split('\\n')"
-                           ".map((line) => line.replace(/\\u00a0/g, ' ')).filter(Boolean))")
+        return self.script(
+            "return [...document.querySelectorAll('#sequence .lane')].map((lane) => lane.innerText.split('\\n')"
+            ".map((line) => line.replace(/\\u00a0/g, ' ')).filter(Boolean))"
+        )
 
     def focused(self, what="id"):
         return self.script("return document.activeElement[arguments[0]]", what)
@@ -79,4 +83,5 @@ class Page:
         return self.script(
             "return [...document.querySelectorAll('body *')].filter((e) => e.getBoundingClientRect().right > innerWidth + 1 &&"
             " !e.closest('pre, .scroll, .skip, .hidden, svg')).map((e) => e.tagName + '#' + e.id + '.' + e.className)"
-            ".concat(document.documentElement.scrollWidth > innerWidth ? ['the whole page'] : [])")
+            ".concat(document.documentElement.scrollWidth > innerWidth ? ['the whole page'] : [])"
+        )

@@ -39,9 +39,16 @@ def take(page, file, size, scheme, top):
     """One picture that begins at the panel `top`."""
     browser.look(page.driver, size, scheme)
     page.script("document.querySelector('#sequence [aria-current]').scrollIntoView({block: 'center'})")
-    page.script("document.activeElement.blur(); scrollTo(0, document.querySelector(arguments[0]).getBoundingClientRect().top + scrollY - 14)", top)
-    page.until(lambda: page.script("return document.querySelector('#map svg').viewBox.baseVal.width === document.querySelector('#map').clientWidth"),
-               "drawings of this width")
+    page.script(
+        "document.activeElement.blur(); scrollTo(0, document.querySelector(arguments[0]).getBoundingClientRect().top + scrollY - 14)",
+        top,
+    )
+    page.until(
+        lambda: page.script(
+            "return document.querySelector('#map svg').viewBox.baseVal.width === document.querySelector('#map').clientWidth"
+        ),
+        "drawings of this width",
+    )
     page.driver.save_screenshot(str(file))
     subprocess.run(["pngquant", "--force", "--ext", ".png", "--speed", "1", "--strip", file], check=True)
     print("%s: %d bytes" % (file.name, file.stat().st_size))

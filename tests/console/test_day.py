@@ -75,17 +75,28 @@ def test_sequence_is_what_was_exchanged(platform, open_page):
     page.until(lambda: len(page.rows()) == 12, "twelve exchanges")
     said = page.rows()
     asked = [row[0].split(", ID")[0] for row in said]
-    assert asked == ["Inform0", "Report", *("GetResponse NUVEK.%s, code 0" % path for path in ("DeviceInfo", "GISInfoA", "GISInfoB", "Counter")),
-                     "Result TraceRoute", *["Result SiteSpeed"] * 3, "Report", "GetResponse NUVEK.Counter, code 0"]
+    assert asked == [
+        "Inform0",
+        "Report",
+        *("GetResponse NUVEK.%s, code 0" % path for path in ("DeviceInfo", "GISInfoA", "GISInfoB", "Counter")),
+        "Result TraceRoute",
+        *["Result SiteSpeed"] * 3,
+        "Report",
+        "GetResponse NUVEK.Counter, code 0",
+    ]
     assert [row[1] for row in said if row[0].startswith("Result SiteSpeed")] == [
-        "ResultResponse Code %s · ordered here" % code for code in ("−3", "−2", "0")]
+        "ResultResponse Code %s · ordered here" % code for code in ("−3", "−2", "0")
+    ]
 
 
 def test_counters_that_differ_are_marked(platform, open_page):
     page = open_page(platform)
     gateway = play(platform)
     page.see("counters", "SuccessInform")
-    page.until(lambda: "FailResult results answered otherwise 2 2 the same" in " ".join(page.text("counters").split()), "the counters")
+    page.until(
+        lambda: "FailResult results answered otherwise 2 2 the same" in " ".join(page.text("counters").split()),
+        "the counters",
+    )
     assert page.all("#counters .differs") == []
     gateway.sent["SuccessInform"] += 5
     gateway.report()
@@ -98,7 +109,8 @@ def test_curve_and_path_have_every_figure(platform, open_page):
     play(platform)
     page.see("speed", "answered 0")
     assert [title.get_attribute("textContent") for title in page.all("#speed .dot title")] == [
-        "second %d: %s Mbit/s" % (second, ("%.2f" % value).rstrip("0").rstrip(".")) for second, value in enumerate(SPEEDS, 1)]
+        "second %d: %s Mbit/s" % (second, ("%.2f" % value).rstrip("0").rstrip(".")) for second, value in enumerate(SPEEDS, 1)
+    ]
     page.see("route", "nuvek-p1.test")
     assert len(page.all("#route .hop")) == 1 + len(ROUTE.split("],["))
     assert len(page.all("#route .silent")) == 1
@@ -148,7 +160,10 @@ def test_second_gateway_is_listed_and_chosen(platform, open_page):
     page.see("map", "33.25000° S, 70.50000° W")
     assert page.text("gateway-name") == "NUVEK-2"
     page.see("speed", "No speed test yet")
-    page.until(lambda: page.script("return document.querySelector('#sequence [data-from]').textContent") == "NUVEK-1", "whose exchange it is")
+    page.until(
+        lambda: page.script("return document.querySelector('#sequence [data-from]').textContent") == "NUVEK-1",
+        "whose exchange it is",
+    )
     page.script("const s = document.querySelector('#everyone'); s.value = 'one'; s.dispatchEvent(new Event('change'))")
     page.until(lambda: [row[0].split(",")[0] for row in page.rows()] == ["Inform0"], "only this gateway's exchanges")
     assert page.rows()[0][1] == "Inform0Response RegID NUVEK-2 Code 0"

@@ -13,9 +13,17 @@ def page(start, desk, open_page):
 
 
 def test_desk_is_shown(page):
-    page.see("desk", "running", "process 4711", "open: the agent takes its clock for synchronised", "/tmp/nuvek-desk-x/gateway")
+    page.see(
+        "desk", "running", "process 4711", "open: the agent takes its clock for synchronised", "/tmp/nuvek-desk-x/gateway"
+    )
     assert page.script("return [...document.querySelectorAll('#network .host .title')].map((e) => e.textContent)") == [
-        "client", "gateway", "edge router", "core router", "platform", "name server"]
+        "client",
+        "gateway",
+        "edge router",
+        "core router",
+        "platform",
+        "name server",
+    ]
     page.see("log", "nuvek: Inform0 sent")
     page.see("store", "ReportCycle 1440")
 
@@ -28,12 +36,15 @@ def test_desk_fits_a_narrow_window(start, desk, open_page, scheme):
     assert page.spills() == []
 
 
-@pytest.mark.parametrize("button, call, told", [
-    ("#report-button", ("/report", {}), "the periodic report is due now"),
-    ("#unlock-button", ("/unlock", {}), "the lock is taken away"),
-    ("#restart-button", ("/agent", {"do": "restart"}), "the agent is started"),
-    ("#save-button", ("/store/save", {}), "the live level is in flash"),
-])
+@pytest.mark.parametrize(
+    "button, call, told",
+    [
+        ("#report-button", ("/report", {}), "the periodic report is due now"),
+        ("#unlock-button", ("/unlock", {}), "the lock is taken away"),
+        ("#restart-button", ("/agent", {"do": "restart"}), "the agent is started"),
+        ("#save-button", ("/store/save", {}), "the live level is in flash"),
+    ],
+)
 def test_button_does_what_it_says(page, desk, button, call, told):
     page.click(button)
     page.see("notice", told)
@@ -71,10 +82,23 @@ def test_location_meets_the_lock_is_unlocked_and_posted_again(page, desk):
     assert '"Result":-3' in page.order("location", "location")
     page.click("#unlock-button")
     page.see("notice", "the lock is taken away")
-    told = page.order("location", "location", Longitude="-0.5", Latitude="51.25", AreaCode="0042", TimeStamp="1700000000", ID="8",
-                      Elevation="", HorizontalError="", AltitudeError="")
+    told = page.order(
+        "location",
+        "location",
+        Longitude="-0.5",
+        Latitude="51.25",
+        AreaCode="0042",
+        TimeStamp="1700000000",
+        ID="8",
+        Elevation="",
+        HorizontalError="",
+        AltitudeError="",
+    )
     assert '"Result":0,"ID":8' in told
-    assert desk.calls[-1] == ("/location", {"Longitude": -0.5, "Latitude": 51.25, "AreaCode": "0042", "TimeStamp": "1700000000", "ID": 8})
+    assert desk.calls[-1] == (
+        "/location",
+        {"Longitude": -0.5, "Latitude": 51.25, "AreaCode": "0042", "TimeStamp": "1700000000", "ID": 8},
+    )
     page.see("network-last", "location posted")
 
 
@@ -109,9 +133,14 @@ def test_message_lights_the_whole_way(start, desk, open_page):
     platform = start(None, "--desk-control", desk.path, console=True)
     page = open_page(platform)
     page.see("network", "core router")
-    page.script("""window.lit = new Set();
+    page.script(
+        """window.lit = new Set();
         new MutationObserver((changes) => changes.forEach(({target: {classList, dataset}}) =>
             classList.contains('lit') && window.lit.add(dataset.host ?? dataset.link)))
-            .observe(document.querySelector('#network'), {subtree: true, attributes: true})""")
+            .observe(document.querySelector('#network'), {subtree: true, attributes: true})"""
+    )
     Gateway(platform).register()
-    page.until(lambda: set(page.script("return [...window.lit]")) == {"gw", "r1", "r2", "plat", "gw--r1", "r1--r2", "plat--r2"}, "the way")
+    page.until(
+        lambda: set(page.script("return [...window.lit]")) == {"gw", "r1", "r2", "plat", "gw--r1", "r1--r2", "plat--r2"},
+        "the way",
+    )

@@ -116,7 +116,12 @@ def test_scenario_is_changed_and_a_wrong_one_is_told(platform, page):
         page.click("#scenario-form [type=submit]")
         page.until(lambda: "set here" in page.text("scenario-source"), "the new scenario")
     page.until(lambda: "line 2" in page.one("#scenario-error").text, "where it is wrong")
-    assert page.script("const t = document.querySelector('#scenario-text'); return t.value.slice(t.selectionStart, t.selectionEnd)") == "  codes: [x]"
+    assert (
+        page.script(
+            "const t = document.querySelector('#scenario-text'); return t.value.slice(t.selectionStart, t.selectionEnd)"
+        )
+        == "  codes: [x]"
+    )
     with platform.connect() as connection:
         connection.send(request(site_speed()))
         assert Answer(connection.block()).messages[0]["Code"] == -2
@@ -130,12 +135,26 @@ def test_all_can_be_done_from_the_keyboard(platform, page):
     reached = []
     for _ in range(60):
         page.press(Keys.TAB)
-        reached.append(page.script("const e = document.activeElement, s = getComputedStyle(e);"
-                                   "return [e.id || e.dataset.key || e.dataset.number || e.name || e.type || e.tagName, s.outlineStyle]"))
+        reached.append(
+            page.script(
+                "const e = document.activeElement, s = getComputedStyle(e);"
+                "return [e.id || e.dataset.key || e.dataset.number || e.name || e.type || e.tagName, s.outlineStyle]"
+            )
+        )
         if reached[-1][0] == "scenario-undo":
             break
     names = [name for name, _ in reached]
-    for name in (UUID, "get-button", "answer-button", "broken-button", "everyone", "6", "zoom-in", "scenario-text", "scenario-undo"):
+    for name in (
+        UUID,
+        "get-button",
+        "answer-button",
+        "broken-button",
+        "everyone",
+        "6",
+        "zoom-in",
+        "scenario-text",
+        "scenario-undo",
+    ):
         assert name in names, (name, names)
     assert [pair for pair in reached if pair[1] == "none"] == []
     page.script("document.querySelector('#get-button').focus()")
@@ -154,8 +173,13 @@ def test_every_control_has_a_name(platform, page):
         if name is not None:
             page.click("#%s-button" % name)
         nodes = page.driver.execute_cdp_cmd("Accessibility.getFullAXTree", {})["nodes"]
-        named = [(node["role"]["value"], node.get("name", {}).get("value", "").strip()) for node in nodes if not node["ignored"] and
-                 node["role"]["value"] in ("button", "textbox", "combobox", "searchbox", "spinbutton", "region", "img", "dialog", "link")]
+        named = [
+            (node["role"]["value"], node.get("name", {}).get("value", "").strip())
+            for node in nodes
+            if not node["ignored"]
+            and node["role"]["value"]
+            in ("button", "textbox", "combobox", "searchbox", "spinbutton", "region", "img", "dialog", "link")
+        ]
         assert len(named) > 3 and [pair for pair in named if pair[1] == ""] == []
         page.press(Keys.ESCAPE)
 
@@ -164,7 +188,14 @@ def test_arrow_keys_walk_the_sequence_and_enter_shows_it(platform, page):
     page.gateway.report()
     page.until(lambda: len(page.rows()) == 6, "the exchanges")
     page.script("document.querySelector('#sequence button[tabindex=\"0\"]').focus()")
-    for key, number in ((Keys.ARROW_UP, 5), (Keys.HOME, 1), (Keys.ARROW_UP, 1), (Keys.ARROW_DOWN, 2), (Keys.END, 6), (Keys.ARROW_UP, 5)):
+    for key, number in (
+        (Keys.ARROW_UP, 5),
+        (Keys.HOME, 1),
+        (Keys.ARROW_UP, 1),
+        (Keys.ARROW_DOWN, 2),
+        (Keys.END, 6),
+        (Keys.ARROW_UP, 5),
+    ):
         page.press(key)
         assert page.script("return document.activeElement.dataset.number") == str(number)
     page.press(Keys.ENTER)
@@ -196,10 +227,12 @@ def test_lost_connection_says_so_and_comes_back_by_itself(start, platform, page)
 
 
 def test_network_is_lit_where_a_message_passes(platform, page):
-    page.script("""window.lit = new Set();
+    page.script(
+        """window.lit = new Set();
         new MutationObserver((changes) => changes.forEach(({target: {classList, dataset}}) =>
             classList.contains('lit') && window.lit.add(dataset.host ?? dataset.link)))
-            .observe(document.querySelector('#network'), {subtree: true, attributes: true})""")
+            .observe(document.querySelector('#network'), {subtree: true, attributes: true})"""
+    )
     page.gateway.report()
     page.until(lambda: set(page.script("return [...window.lit]")) == {"gw", "net", "plat", "gw--net", "net--plat"}, "lit")
     page.until(lambda: page.all("#network .lit") == [], "dark again")

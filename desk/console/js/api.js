@@ -17,7 +17,8 @@ async function ask(method, path, body, type = "application/json") {
   } catch {
     value = { error: text || response.statusText };
   }
-  if (!response.ok) throw Object.assign(new Error(value.error ?? `status ${response.status}`), { status: response.status, value });
+  if (!response.ok)
+    throw Object.assign(new Error(value.error ?? `status ${response.status}`), { status: response.status, value });
   return value;
 }
 

@@ -14,7 +14,10 @@ export function visible(bytes) {
   return pieces;
 }
 
-export const typed = (bytes) => visible(bytes).map((piece) => piece.text).join("");
+export const typed = (bytes) =>
+  visible(bytes)
+    .map((piece) => piece.text)
+    .join("");
 
 /** The other way: escapes are undone, real line ends are only there for the eye. */
 export function literal(text) {

@@ -25,6 +25,8 @@ export const empty = (text) => h("p", { class: "empty" }, text);
 /** Replaces what is in `element`; who had the focus by its data-key gets it back. */
 export function fill(element, ...children) {
   const key = element.contains(document.activeElement) ? document.activeElement.dataset.key : undefined;
-  element.replaceChildren(...children.flat(Infinity).filter((child) => child !== null && child !== undefined && child !== false));
+  element.replaceChildren(
+    ...children.flat(Infinity).filter((child) => child !== null && child !== undefined && child !== false),
+  );
   if (key !== undefined) element.querySelector(`[data-key="${CSS.escape(key)}"]`)?.focus({ preventScroll: true });
 }

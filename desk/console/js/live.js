@@ -50,7 +50,8 @@ export async function load_exchanges() {
 
 async function load_results(kind) {
   const uuid = state.chosen;
-  const list = uuid === null ? [] : (await get(`exchanges?kind=${kind}&uuid=${encodeURIComponent(uuid)}&limit=32`)).exchanges;
+  const list =
+    uuid === null ? [] : (await get(`exchanges?kind=${kind}&uuid=${encodeURIComponent(uuid)}&limit=32`)).exchanges;
   if (uuid !== state.chosen) return;
   state.results[kind] = list;
   tell("results");
@@ -89,9 +90,18 @@ async function load_all() {
   state.platform = await get("platform");
   tell("platform");
   await Promise.all([
-    load_gateways(), load_exchanges(), load_desk(), ...Object.keys(state.results).map(load_results),
-    get("answers").then((list) => { state.answers = list.answers; tell("answers"); }),
-    get("scenario").then((scenario) => { state.scenario = scenario; tell("scenario"); }),
+    load_gateways(),
+    load_exchanges(),
+    load_desk(),
+    ...Object.keys(state.results).map(load_results),
+    get("answers").then((list) => {
+      state.answers = list.answers;
+      tell("answers");
+    }),
+    get("scenario").then((scenario) => {
+      state.scenario = scenario;
+      tell("scenario");
+    }),
   ]);
 }
 
@@ -102,7 +112,8 @@ async function fetch_changed() {
   const loaded = state.gateways.size >= state.gateway_count;
   if (uuids.length > FEW || (loaded && uuids.some((uuid) => !state.gateways.has(uuid)))) return load_gateways();
   const known = uuids.filter((uuid) => state.gateways.has(uuid));
-  for (const gateway of await Promise.all(known.map((uuid) => get(gateway_path(uuid))))) state.gateways.set(gateway.uuid, gateway);
+  for (const gateway of await Promise.all(known.map((uuid) => get(gateway_path(uuid)))))
+    state.gateways.set(gateway.uuid, gateway);
   tell("gateways");
 }
 
@@ -173,9 +184,22 @@ function connect() {
   follow("hello", hello);
   follow("exchange", exchange_came);
   follow("gateway", gateway_event);
-  follow("answers", (list) => { state.answers = list.answers; tell("answers"); });
-  follow("scenario", () => quietly(get("scenario").then((scenario) => { state.scenario = scenario; tell("scenario"); })));
-  follow("journal", (journal) => { state.platform.journal = journal; tell("platform"); });
+  follow("answers", (list) => {
+    state.answers = list.answers;
+    tell("answers");
+  });
+  follow("scenario", () =>
+    quietly(
+      get("scenario").then((scenario) => {
+        state.scenario = scenario;
+        tell("scenario");
+      }),
+    ),
+  );
+  follow("journal", (journal) => {
+    state.platform.journal = journal;
+    tell("platform");
+  });
   mine.onerror = () => {
     if (mine !== source) return;
     set_connection("lost");

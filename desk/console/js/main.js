@@ -25,7 +25,9 @@ function draw_platform([platform, connection]) {
   return [
     h("span", { class: `badge ${look}`, id: "connection", "data-connection": connection }, CONNECTIONS[connection]),
     platform === null ? null : h("span", null, "gateways come to ", h("code", null, `${platform.address}:${platform.port}`)),
-    platform === null ? null : h("span", { class: "dim" }, `version ${platform.version}, up since ${date_time(platform.started)}`),
+    platform === null
+      ? null
+      : h("span", { class: "dim" }, `version ${platform.version}, up since ${date_time(platform.started)}`),
     platform?.journal?.error ? h("span", { class: "bad-text" }, `journal: ${platform.journal.error}`) : null,
   ];
 }
@@ -37,14 +39,39 @@ function lost([connection, since]) {
 
 let since = null;
 panel("platform", "platform connection", () => [state.platform, state.connection], draw_platform);
-panel("lost", "connection", () => {
-  if (state.connection !== "lost") since = null;
-  else since ??= new Date().toISOString();
-  return [state.connection, since];
-}, lost);
-panel("count", "gateways", () => state.gateway_count, (number) => (number === 0 ? "" : count(number, "gateway")));
+panel(
+  "lost",
+  "connection",
+  () => {
+    if (state.connection !== "lost") since = null;
+    else since ??= new Date().toISOString();
+    return [state.connection, since];
+  },
+  lost,
+);
+panel(
+  "count",
+  "gateways",
+  () => state.gateway_count,
+  (number) => (number === 0 ? "" : count(number, "gateway")),
+);
 
-for (const part of [gateways, map, counters, sequence, exchange, speed, route, back_off, network, orders, scenario, actions, desk]) part.begin();
+for (const part of [
+  gateways,
+  map,
+  counters,
+  sequence,
+  exchange,
+  speed,
+  route,
+  back_off,
+  network,
+  orders,
+  scenario,
+  actions,
+  desk,
+])
+  part.begin();
 
 let width = 0;
 new ResizeObserver(() => {

@@ -10,7 +10,12 @@ export function notice(text, bad = false) {
   line.className = bad ? "bad" : "good";
   line.hidden = false;
   clearTimeout(timer);
-  timer = setTimeout(() => { line.hidden = true; }, bad ? 15000 : 8000);
+  timer = setTimeout(
+    () => {
+      line.hidden = true;
+    },
+    bad ? 15000 : 8000,
+  );
 }
 
 /** Runs an action and tells how it went; gives whether it went well. */

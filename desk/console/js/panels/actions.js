@@ -37,7 +37,8 @@ async function order_broken(form) {
 
 async function post_location(form) {
   const body = {};
-  for (const [name, value] of form) if (value.trim() !== "") body[name] = /Code|Digest|Stamp/.test(name) ? value : Number(value);
+  for (const [name, value] of form)
+    if (value.trim() !== "") body[name] = /Code|Digest|Stamp/.test(name) ? value : Number(value);
   const { done, answer } = await post("desk/location", body);
   tell("local", `location posted: ${JSON.stringify(answer)}`);
   return `${done}. The agent answered ${JSON.stringify(answer)}`;
@@ -65,18 +66,25 @@ function dialog(name, submit, prepare = () => {}) {
   return open;
 }
 
-const desk_action = (path, body = {}) => () => attempt(async () => {
-  const { done } = await post("desk/" + path, body);
-  await load_desk();
-  return done;
-});
+const desk_action =
+  (path, body = {}) =>
+  () =>
+    attempt(async () => {
+      const { done } = await post("desk/" + path, body);
+      await load_desk();
+      return done;
+    });
 
 const options = (list) => list.map((value) => h("option", { value }, value));
 
 function fill_choices() {
   const { kinds, faults, packages } = state.platform;
   fill(by_id("packages"), options(packages));
-  fill(by_id("fault-kind"), h("option", { value: "" }, "any message"), options(kinds.filter((kind) => kind !== "SpeedTest")));
+  fill(
+    by_id("fault-kind"),
+    h("option", { value: "" }, "any message"),
+    options(kinds.filter((kind) => kind !== "SpeedTest")),
+  );
   fill(by_id("fault-name"), options(faults), h("option", { value: "" }, "literal bytes"));
   tell("fault-choice");
 }
@@ -106,7 +114,9 @@ export function begin() {
   dialog("get", ask_get);
   dialog("answer", order_code);
   open_broken = dialog("broken", order_broken, prepare_broken);
-  dialog("location", post_location, (fields) => { fields.TimeStamp.value = Math.floor(Date.now() / 1000); });
+  dialog("location", post_location, (fields) => {
+    fields.TimeStamp.value = Math.floor(Date.now() / 1000);
+  });
   dialog("power", async () => {
     const { done } = await post("desk/power-cut", {});
     await load_desk();
@@ -119,7 +129,12 @@ export function begin() {
   on("platform", fill_choices);
   on("gateways desk", show_what_is_possible);
   show_what_is_possible();
-  panel("answer-times-note", "gateways", () => chosen_gateway()?.reg_id ?? null, (name) => (name === null ? "" : `“This gateway” is ${name}.`));
+  panel(
+    "answer-times-note",
+    "gateways",
+    () => chosen_gateway()?.reg_id ?? null,
+    (name) => (name === null ? "" : `“This gateway” is ${name}.`),
+  );
 }
 
 export { desk_action };

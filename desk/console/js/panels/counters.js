@@ -20,20 +20,43 @@ function row([name, meaning], gateway, platform) {
   const [theirs, ours] = [unsigned(gateway[name]), platform[name] ?? null];
   const differs = theirs !== null && ours !== null && theirs !== ours;
   const verdict = ours === null ? "not seen from here" : differs ? `differs by ${signed(theirs - ours)}` : "the same";
-  return h("tr", { class: differs ? "differs" : null },
+  return h(
+    "tr",
+    { class: differs ? "differs" : null },
     h("th", { scope: "row" }, name, h("span", { class: "dim block" }, meaning)),
     h("td", { class: "number" }, theirs === null ? "–" : theirs.toLocaleString("en")),
     h("td", { class: "number" }, ours === null ? "–" : ours.toLocaleString("en")),
-    h("td", null, differs ? h("strong", { class: "bad-text" }, "≠ ", verdict) : h("span", { class: "dim" }, verdict)));
+    h("td", null, differs ? h("strong", { class: "bad-text" }, "≠ ", verdict) : h("span", { class: "dim" }, verdict)),
+  );
 }
 
 function draw(counters) {
   if (!counters) return empty("Not told yet. Ask for NUVEK.Counter.");
   return [
-    h("table", null,
-      h("thead", null, h("tr", null, ["Counter", "Gateway", "Platform", ""].map((text) =>
-        h("th", { scope: "col", class: text.endsWith("y") || text.endsWith("m") ? "number" : null }, text || h("span", { class: "hidden" }, "Difference"))))),
-      h("tbody", null, COUNTERS.map((counter) => row(counter, counters.gateway, counters.platform)))),
+    h(
+      "table",
+      null,
+      h(
+        "thead",
+        null,
+        h(
+          "tr",
+          null,
+          ["Counter", "Gateway", "Platform", ""].map((text) =>
+            h(
+              "th",
+              { scope: "col", class: text.endsWith("y") || text.endsWith("m") ? "number" : null },
+              text || h("span", { class: "hidden" }, "Difference"),
+            ),
+          ),
+        ),
+      ),
+      h(
+        "tbody",
+        null,
+        COUNTERS.map((counter) => row(counter, counters.gateway, counters.platform)),
+      ),
+    ),
     h("p", { class: "dim" }, `As told ${date_time(counters.time)} (exchange ${counters.exchange}).`),
   ];
 }

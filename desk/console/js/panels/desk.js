@@ -15,26 +15,50 @@ const STATES = { running: "good", stopped: "plain", ended: "bad" };
 
 function agent_state(agent) {
   const status = agent.status === null ? "" : ` with status ${signed(agent.status)}`;
-  return h("span", { class: `badge ${STATES[agent.state] ?? "plain"}` }, agent.state + (agent.state === "ended" ? status : ""));
+  return h(
+    "span",
+    { class: `badge ${STATES[agent.state] ?? "plain"}` },
+    agent.state + (agent.state === "ended" ? status : ""),
+  );
 }
 
 function draw(desk) {
   if (desk === null) return [];
   if (desk.error) return h("p", { class: "bad-text" }, `The desk does not answer: ${desk.error}`);
-  const button = (text, path, body) => h("button", { type: "button", "data-key": text, onclick: desk_action(path, body) }, text);
+  const button = (text, path, body) =>
+    h("button", { type: "button", "data-key": text, onclick: desk_action(path, body) }, text);
   const running = desk.agent.state === "running";
   return [
-    h("dl", { class: "facts" },
+    h(
+      "dl",
+      { class: "facts" },
       fact("Story", desk.story),
-      fact("Agent", [agent_state(desk.agent), ` since ${date_time(desk.agent.since)}`, desk.agent.pid && running ? `, process ${desk.agent.pid}` : ""]),
-      fact("Clock gate", desk.clock.open ? "open: the agent takes its clock for synchronised" : "closed: the agent waits for the right time"),
-      fact("The agent's time", `${date_time(desk.time.now)}${desk.time.speed === 1 ? "" : `, running ${desk.time.speed} times as fast`}`),
-      fact("Files under", h("code", null, desk.gateway.root))),
-    h("div", { class: "row" },
-      running ? [button("Stop the agent", "agent", { do: "stop" }), button("Restart the agent now", "agent", { do: "restart" })]
+      fact("Agent", [
+        agent_state(desk.agent),
+        ` since ${date_time(desk.agent.since)}`,
+        desk.agent.pid && running ? `, process ${desk.agent.pid}` : "",
+      ]),
+      fact(
+        "Clock gate",
+        desk.clock.open ? "open: the agent takes its clock for synchronised" : "closed: the agent waits for the right time",
+      ),
+      fact(
+        "The agent's time",
+        `${date_time(desk.time.now)}${desk.time.speed === 1 ? "" : `, running ${desk.time.speed} times as fast`}`,
+      ),
+      fact("Files under", h("code", null, desk.gateway.root)),
+    ),
+    h(
+      "div",
+      { class: "row" },
+      running
+        ? [button("Stop the agent", "agent", { do: "stop" }), button("Restart the agent now", "agent", { do: "restart" })]
         : button("Start the agent", "agent", { do: "start" }),
-      desk.clock.open ? button("Close the clock gate", "clock", { open: false }) : button("Open the clock gate", "clock", { open: true }),
-      button("Restart the platform", "platform", { do: "restart" })),
+      desk.clock.open
+        ? button("Close the clock gate", "clock", { open: false })
+        : button("Open the clock gate", "clock", { open: true }),
+      button("Restart the platform", "platform", { do: "restart" }),
+    ),
   ];
 }
 
@@ -54,13 +78,50 @@ function edit(node, attr, value) {
 function draw_store([store, filter]) {
   if (store === null) return empty("The store has not been read yet.");
   const wanted = (text) => text.toLowerCase().includes(filter);
-  const rows = Object.entries(store).flatMap(([node, values]) => Object.entries(values)
-    .filter(([attr, value]) => wanted(`${node} ${attr} ${value}`))
-    .map(([attr, value]) => h("tr", null, h("td", { class: "dim" }, node), h("th", { scope: "row" }, attr), h("td", { class: "mono" }, value),
-      h("td", null, h("button", { type: "button", "data-key": `${node}/${attr}`, "aria-label": `Edit ${node} ${attr}`, onclick: () => edit(node, attr, value) }, "Edit")))));
+  const rows = Object.entries(store).flatMap(([node, values]) =>
+    Object.entries(values)
+      .filter(([attr, value]) => wanted(`${node} ${attr} ${value}`))
+      .map(([attr, value]) =>
+        h(
+          "tr",
+          null,
+          h("td", { class: "dim" }, node),
+          h("th", { scope: "row" }, attr),
+          h("td", { class: "mono" }, value),
+          h(
+            "td",
+            null,
+            h(
+              "button",
+              {
+                type: "button",
+                "data-key": `${node}/${attr}`,
+                "aria-label": `Edit ${node} ${attr}`,
+                onclick: () => edit(node, attr, value),
+              },
+              "Edit",
+            ),
+          ),
+        ),
+      ),
+  );
   if (rows.length === 0) return empty("Nothing in the store reads so.");
-  return h("table", null, h("thead", null, h("tr", null, ["Node", "Attribute", "Value", ""].map((text) =>
-    h("th", { scope: "col" }, text || h("span", { class: "hidden" }, "Edit"))))), h("tbody", null, rows));
+  return h(
+    "table",
+    null,
+    h(
+      "thead",
+      null,
+      h(
+        "tr",
+        null,
+        ["Node", "Attribute", "Value", ""].map((text) =>
+          h("th", { scope: "col" }, text || h("span", { class: "hidden" }, "Edit")),
+        ),
+      ),
+    ),
+    h("tbody", null, rows),
+  );
 }
 
 async function set_value(event) {
@@ -92,7 +153,18 @@ export function begin() {
   by_id("store-filter").oninput = () => tell("store-filter");
   by_id("store-form").onsubmit = set_value;
   by_id("save-button").onclick = desk_action("store/save");
-  on("store", () => fill(by_id("nodes"), Object.keys(state.store).map((node) => h("option", { value: node }))));
+  on("store", () =>
+    fill(
+      by_id("nodes"),
+      Object.keys(state.store).map((node) => h("option", { value: node })),
+    ),
+  );
   on("desk", () => load_store().catch(() => {}));
-  setInterval(() => load_log().catch(() => { log_next = null; }), LOG_MS);
+  setInterval(
+    () =>
+      load_log().catch(() => {
+        log_next = null;
+      }),
+    LOG_MS,
+  );
 }

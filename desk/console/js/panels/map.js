@@ -1,10 +1,11 @@
 // Where the gateway says it is: land, graticule, scale, both blocks. Plate carrée, true to scale at its middle.
 
 import { by_id, empty, fill, h, svg } from "../dom.js";
-import { date_time, nice_step, position, stamp } from "../format.js";
+import { date_time, position, stamp } from "../format.js";
 import { chosen_gateway, on } from "../state.js";
 
 const SPANS = [360, 90, 20, 4, 0.5, 0.05, 0.005]; // degrees from west to east
+const SCALE_PX = 150; // the scale bar is no longer
 const KM_A_DEGREE = 111.195;
 let [width, height] = [600, 300]; // pixels; as wide as the panel
 let zoom = 0;
@@ -19,7 +20,9 @@ function rings_of(topology) {
     return arc.map(([dx, dy]) => [(x += dx) * scale[0] + translate[0], (y += dy) * scale[1] + translate[1]]);
   });
   const points = (index) => (index < 0 ? [...arcs[~index]].reverse() : arcs[index]);
-  return topology.objects.land.geometries.flatMap((shape) => shape.arcs.flat()).map((ring) => unrolled(ring.flatMap(points)));
+  return topology.objects.land.geometries
+    .flatMap((shape) => shape.arcs.flat())
+    .map((ring) => unrolled(ring.flatMap(points)));
 }
 
 /** A ring that runs on over the date line instead of jumping back; one around a pole is closed along the map's edge. */
@@ -42,7 +45,10 @@ function view(places) {
   const shrink = zoom === 0 ? 1 : Math.max(Math.cos((middle.Lat * Math.PI) / 180), 0.05);
   const unit = width / span; // of a degree of longitude
   return {
-    span, middle, shrink, unit,
+    span,
+    middle,
+    shrink,
+    unit,
     x: (longitude) => width / 2 + (longitude - middle.Long) * unit,
     y: (latitude) => height / 2 - ((latitude - middle.Lat) * unit) / shrink,
     height: (span * shrink * height) / width,
@@ -51,8 +57,12 @@ function view(places) {
 }
 
 function land_path(v) {
-  const line = (ring, shift) => "M" + ring.map(([x, y]) => `${v.x(x + shift).toFixed(1)},${v.y(y).toFixed(1)}`).join("L") + "Z";
-  return svg("path", { class: "land", d: [-360, 0, 360].flatMap((shift) => land.map((ring) => line(ring, shift))).join("") });
+  const line = (ring, shift) =>
+    "M" + ring.map(([x, y]) => `${v.x(x + shift).toFixed(1)},${v.y(y).toFixed(1)}`).join("L") + "Z";
+  return svg("path", {
+    class: "land",
+    d: [-360, 0, 360].flatMap((shift) => land.map((ring) => line(ring, shift))).join(""),
+  });
 }
 
 const DEGREE_STEPS = [30, 15, 5, 1, 0.2, 0.05, 0.01, 0.002, 0.0005];
@@ -78,22 +88,34 @@ function graticule(v) {
 }
 
 function scale_bar(v) {
-  const km = nice_step(v.km * 150, 1) > v.km * 150 ? nice_step(v.km * 75, 1) : nice_step(v.km * 150, 1);
+  const room = SCALE_PX * v.km;
+  const power = 10 ** Math.floor(Math.log10(room));
+  const km = [5, 2, 1].map((factor) => factor * power).find((length) => length <= room);
   const length = km / v.km;
-  const text = (km >= 1 ? `${km.toLocaleString("en")} km` : `${Math.round(km * 1000)} m`) + (zoom === 0 ? " at the equator" : "");
-  return svg("g", { class: "scale", transform: `translate(12 ${height - 12})` },
-    svg("path", { d: `M0,-5V0H${length.toFixed(1)}V-5` }), svg("text", { x: length + 6, y: 0 }, text));
+  const text =
+    (km >= 1 ? `${km.toLocaleString("en")} km` : `${Math.round(km * 1000)} m`) + (zoom === 0 ? " at the equator" : "");
+  return svg(
+    "g",
+    { class: "scale", transform: `translate(12 ${height - 12})` },
+    svg("path", { d: `M0,-5V0H${length.toFixed(1)}V-5` }),
+    svg("text", { x: length + 6, y: 0 }, text),
+  );
 }
 
 function pin(v, { block, values }) {
   const [x, y] = [v.x(values.Long), v.y(values.Lat)];
   const error = Number(values.HorizontalError) / 1000 / v.km;
-  return svg("g", { class: `pin pin-${block}` },
+  return svg(
+    "g",
+    { class: `pin pin-${block}` },
     error > 4 ? svg("circle", { class: "error", cx: x, cy: y, r: Math.min(error, 2 * width) }) : null,
-    svg("path", { d: `M${x},${y}l-7,-14a8,8 0 1 1 14,0z` }), svg("text", { x, y: y - 15 }, block));
+    svg("path", { d: `M${x},${y}l-7,-14a8,8 0 1 1 14,0z` }),
+    svg("text", { x, y: y - 15 }, block),
+  );
 }
 
-const told = (location) => location !== null && Number.isFinite(location.values.Long) && Number.isFinite(location.values.Lat);
+const told = (location) =>
+  location !== null && Number.isFinite(location.values.Long) && Number.isFinite(location.values.Lat);
 /** An empty block reads as zeros without a lock. */
 const is_empty = ({ values }) => values.Long === 0 && values.Lat === 0 && !values.GISLockTime && !values.AreaCode;
 
@@ -104,7 +126,10 @@ const FACTS = [
   ["Altitude", (values) => metres(values.Altitudes)],
   ["Error across", (values) => metres(values.HorizontalError)],
   ["Error in height", (values) => metres(values.VerticalError)],
-  ["Lock", (values) => (is_empty({ values }) ? "" : values.GISInterface === "" ? "open" : `by interface ${values.GISInterface}`)],
+  [
+    "Lock",
+    (values) => (is_empty({ values }) ? "" : values.GISInterface === "" ? "open" : `by interface ${values.GISInterface}`),
+  ],
   ["Client's stamp", (values) => stamp(String(values.GISLockTime ?? ""))],
   ["Area code", (values) => values.AreaCode],
   ["Digest", (values) => values.GISDigest],
@@ -112,17 +137,52 @@ const FACTS = [
 
 function block_table(blocks) {
   const cell = (location, text) => h("td", null, location === null ? "–" : String(text(location.values) ?? "") || "–");
-  const told_at = (location) => h("td", { class: "dim" }, location === null ? "not told yet" : `${date_time(location.time)}, exchange ${location.exchange}`);
-  return h("table", null,
-    h("thead", null, h("tr", null, h("td"), blocks.map(({ block }) => h("th", { scope: "col" }, `Block ${block}`)))),
-    h("tbody", null, FACTS.map(([name, text]) => h("tr", null, h("th", { scope: "row" }, name), blocks.map(({ location }) => cell(location, text)))),
-      h("tr", null, h("th", { scope: "row" }, "Told"), blocks.map(({ location }) => told_at(location)))));
+  const told_at = (location) =>
+    h(
+      "td",
+      { class: "dim" },
+      location === null ? "not told yet" : `${date_time(location.time)}, exchange ${location.exchange}`,
+    );
+  return h(
+    "table",
+    null,
+    h(
+      "thead",
+      null,
+      h(
+        "tr",
+        null,
+        h("td"),
+        blocks.map(({ block }) => h("th", { scope: "col" }, `Block ${block}`)),
+      ),
+    ),
+    h(
+      "tbody",
+      null,
+      FACTS.map(([name, text]) =>
+        h(
+          "tr",
+          null,
+          h("th", { scope: "row" }, name),
+          blocks.map(({ location }) => cell(location, text)),
+        ),
+      ),
+      h(
+        "tr",
+        null,
+        h("th", { scope: "row" }, "Told"),
+        blocks.map(({ location }) => told_at(location)),
+      ),
+    ),
+  );
 }
 
 function draw() {
   const locations = chosen_gateway()?.locations ?? { A: null, B: null };
   const blocks = ["A", "B"].map((block) => ({ block, location: locations[block] ?? null }));
-  const places = blocks.filter(({ location }) => told(location) && !is_empty(location)).map(({ block, location }) => ({ block, values: location.values }));
+  const places = blocks
+    .filter(({ location }) => told(location) && !is_empty(location))
+    .map(({ block, location }) => ({ block, values: location.values }));
   width = by_id("map").clientWidth || 600;
   height = Math.round(width / 2);
   const now = JSON.stringify([locations, zoom, land !== null, width]);
@@ -132,12 +192,24 @@ function draw() {
   by_id("zoom-out").disabled = zoom === 0;
   const v = view(places);
   const names = places.map(({ block, values }) => `block ${block} at ${position(values.Lat, values.Long)}`).join(", ");
-  fill(by_id("map"),
-    svg("svg", { viewBox: `0 0 ${width} ${height}`, role: "img", "aria-label": `Map, ${v.span} degrees wide: ${names || "no location"}` },
-      svg("rect", { class: "sea", width: width, height: height }), land === null ? null : land_path(v), graticule(v), scale_bar(v),
-      places.toReversed().map((place) => pin(v, place))),
+  fill(
+    by_id("map"),
+    svg(
+      "svg",
+      {
+        viewBox: `0 0 ${width} ${height}`,
+        role: "img",
+        "aria-label": `Map, ${v.span} degrees wide: ${names || "no location"}`,
+      },
+      svg("rect", { class: "sea", width: width, height: height }),
+      land === null ? null : land_path(v),
+      graticule(v),
+      scale_bar(v),
+      places.toReversed().map((place) => pin(v, place)),
+    ),
     places.length === 0 ? empty("No location known. It comes with an Inform0, or ask for NUVEK.GISInfoA.") : null,
-    blocks.every(({ location }) => location === null) ? null : block_table(blocks));
+    blocks.every(({ location }) => location === null) ? null : block_table(blocks),
+  );
 }
 
 function zoom_by(step) {
@@ -152,8 +224,11 @@ export function begin() {
   by_id("zoom-out").onclick = () => zoom_by(-1);
   on("gateways size", draw);
   draw();
-  fetch("/land/land-110m.json").then((response) => response.json()).then((topology) => {
-    land = rings_of(topology);
-    draw();
-  }).catch(() => {}); // without coast lines the graticule tells enough
+  fetch("/land/land-110m.json")
+    .then((response) => response.json())
+    .then((topology) => {
+      land = rings_of(topology);
+      draw();
+    })
+    .catch(() => {}); // without coast lines the graticule tells enough
 }

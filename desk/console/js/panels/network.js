@@ -4,9 +4,17 @@ import { by_id, fill, h, svg } from "../dom.js";
 import { clock_time } from "../format.js";
 import { on, state } from "../state.js";
 
-const PLAIN = { // without a desk behind the platform only the two ends are known
-  hosts: [{ name: "gw", title: "gateways", addresses: [] }, { name: "net", title: "network", addresses: [] }, { name: "plat", title: "platform", addresses: [] }],
-  links: [["gw", "net"], ["net", "plat"]],
+const PLAIN = {
+  // without a desk behind the platform only the two ends are known
+  hosts: [
+    { name: "gw", title: "gateways", addresses: [] },
+    { name: "net", title: "network", addresses: [] },
+    { name: "plat", title: "platform", addresses: [] },
+  ],
+  links: [
+    ["gw", "net"],
+    ["net", "plat"],
+  ],
 };
 const LIT_MS = 1200;
 const NARROW_PX = 620;
@@ -19,7 +27,8 @@ const link_key = (one, other) => [one, other].sort().join("--");
 function places(hosts, links) {
   const found = new Map([[hosts[0].name, { depth: 0, rank: 0 }]]);
   const ranks = [1];
-  for (const [name, { depth }] of found) { // grows while it is walked
+  for (const [name, { depth }] of found) {
+    // grows while it is walked
     for (const link of links.filter((pair) => pair.includes(name))) {
       const next = link[0] === name ? link[1] : link[0];
       if (found.has(next)) continue;
@@ -46,11 +55,14 @@ function way(from, to, links) {
 function host(entry, [x, y], width) {
   const address = entry.addresses[0] ?? "";
   const more = entry.addresses.length > 1 ? ` +${entry.addresses.length - 1}` : "";
-  return svg("g", { class: "host", "data-host": entry.name, transform: `translate(${x.toFixed(1)} ${y})` },
+  return svg(
+    "g",
+    { class: "host", "data-host": entry.name, transform: `translate(${x.toFixed(1)} ${y})` },
     svg("title", null, [entry.title, ...entry.addresses].join(" ")),
     svg("rect", { x: -width / 2, y: -22, width, height: 44, rx: 8 }),
     svg("text", { class: "mid title", y: address ? -3 : 5 }, entry.title),
-    address ? svg("text", { class: "mid small", y: 13 }, address + more) : null);
+    address ? svg("text", { class: "mid small", y: 13 }, address + more) : null,
+  );
 }
 
 function draw() {
@@ -77,8 +89,15 @@ function draw() {
     return svg("line", { class: "link", "data-link": link_key(one, other), x1, y1, x2, y2 });
   });
   const names = hosts.map((entry) => entry.title).join(", ");
-  fill(by_id("network"), svg("svg", { viewBox: `0 0 ${wide} ${height}`, role: "img", "aria-label": `Network: ${names}` },
-    lines, hosts.filter((entry) => found.has(entry.name)).map((entry) => host(entry, spot(entry.name), box))));
+  fill(
+    by_id("network"),
+    svg(
+      "svg",
+      { viewBox: `0 0 ${wide} ${height}`, role: "img", "aria-label": `Network: ${names}` },
+      lines,
+      hosts.filter((entry) => found.has(entry.name)).map((entry) => host(entry, spot(entry.name), box)),
+    ),
+  );
 }
 
 const timers = new Map();
@@ -87,7 +106,13 @@ function light(element) {
   if (element === null) return;
   element.classList.add("lit");
   clearTimeout(timers.get(element));
-  timers.set(element, setTimeout(() => { element.classList.remove("lit"); timers.delete(element); }, LIT_MS));
+  timers.set(
+    element,
+    setTimeout(() => {
+      element.classList.remove("lit");
+      timers.delete(element);
+    }, LIT_MS),
+  );
 }
 
 function light_way(from, to) {

@@ -20,10 +20,24 @@ export function result_panel(id, kind, nothing, draw) {
       wanted = number === list.at(-1).number ? null : number;
       update();
     };
-    return h("label", { class: "row" }, "Result ",
-      h("select", { "data-key": `${id}-picker`, onchange: choose }, list.toReversed().map((exchange) =>
-        h("option", { value: exchange.number, selected: exchange === shown },
-          `${exchange.number} · ${clock_time(exchange.time, false)} · ${answered(exchange)}`))));
+    return h(
+      "label",
+      { class: "row" },
+      "Result ",
+      h(
+        "select",
+        { "data-key": `${id}-picker`, onchange: choose },
+        list
+          .toReversed()
+          .map((exchange) =>
+            h(
+              "option",
+              { value: exchange.number, selected: exchange === shown },
+              `${exchange.number} · ${clock_time(exchange.time, false)} · ${answered(exchange)}`,
+            ),
+          ),
+      ),
+    );
   }
 
   function update() {
@@ -35,12 +49,27 @@ export function result_panel(id, kind, nothing, draw) {
     before = now;
     if (shown === undefined) return fill(by_id(id), empty(nothing));
     const result = result_in(shown.request, kind);
-    fill(by_id(id), picker(list, shown),
+    fill(
+      by_id(id),
+      picker(list, shown),
       result === null ? empty("This result cannot be read: see its bytes.") : draw(result, width),
-      h("p", { class: "dim" }, `${date_time(shown.time)}, exchange `, h("button", {
-        type: "button", class: "link", "data-key": `${id}-exchange`,
-        onclick: async () => show(await get(`exchanges/${shown.number}`)),
-      }, String(shown.number)), "."));
+      h(
+        "p",
+        { class: "dim" },
+        `${date_time(shown.time)}, exchange `,
+        h(
+          "button",
+          {
+            type: "button",
+            class: "link",
+            "data-key": `${id}-exchange`,
+            onclick: async () => show(await get(`exchanges/${shown.number}`)),
+          },
+          String(shown.number),
+        ),
+        ".",
+      ),
+    );
   }
 
   on("results size", update);
@@ -50,5 +79,11 @@ export function result_panel(id, kind, nothing, draw) {
 /** What went wrong with a measurement: four codes, or nothing. */
 export function error_facts(error) {
   if (error === null || typeof error !== "object") return null;
-  return h("p", { class: "bad-text" }, Object.entries(error).map(([name, code]) => `${name} ${code}`).join(", "));
+  return h(
+    "p",
+    { class: "bad-text" },
+    Object.entries(error)
+      .map(([name, code]) => `${name} ${code}`)
+      .join(", "),
+  );
 }

@@ -14,10 +14,16 @@ const name_of = (uuid) => state.gateways.get(uuid)?.reg_id ?? (uuid === "" ? "" 
 
 function asked(exchange) {
   const path = exchange.path ?? "";
-  const text = {
-    Inform0: "Inform0", Report: "Report", SiteSpeed: "Result SiteSpeed", TraceRoute: "Result TraceRoute",
-    GetResponse: `GetResponse ${path}`, SpeedTest: `Download ${path}`, Bad: `Bad ${path}`,
-  }[exchange.kind] ?? exchange.kind;
+  const text =
+    {
+      Inform0: "Inform0",
+      Report: "Report",
+      SiteSpeed: "Result SiteSpeed",
+      TraceRoute: "Result TraceRoute",
+      GetResponse: `GetResponse ${path}`,
+      SpeedTest: `Download ${path}`,
+      Bad: `Bad ${path}`,
+    }[exchange.kind] ?? exchange.kind;
   const code = exchange.kind === "GetResponse" && exchange.code !== null ? `, code ${signed(exchange.code)}` : "";
   return text + code + (exchange.id === null ? "" : `, ID\u00a0${exchange.id}`);
 }
@@ -41,16 +47,38 @@ const from = (uuid) => (state.everyone && state.gateways.size > 1 ? name_of(uuid
 
 function item(exchange, before) {
   const bad = exchange.findings.length > 0;
-  return h("li", null, gap(exchange, before), h("button", {
-    type: "button", class: `exchange${bad ? " bad" : ""}`, tabindex: "-1", "data-number": exchange.number,
-    onclick: () => open_exchange(exchange.number),
-  },
-  h("span", { class: "when" }, h("span", { class: "mono" }, clock_time(exchange.time)), h("span", { class: "dim" }, `${exchange.number} `, h("span", { "data-from": exchange.uuid }, from(exchange.uuid))),
-    bad ? h("span", { class: "badge bad" }, count(exchange.findings.length, "finding")) : null),
-  h("span", { class: "lane" },
-    exchange.request_bytes === 0 ? h("span", { class: "said dim" }, "nothing came") : [h("span", { class: "said" }, asked(exchange)), arrow("right")],
-    exchange.answer_bytes === 0 ? [h("span", { class: "said back" }, answered(exchange) || "no answer"), arrow("left cut")]
-      : [h("span", { class: "said back" }, answered(exchange)), arrow(exchange.fault ? "left fault" : "left")])));
+  return h(
+    "li",
+    null,
+    gap(exchange, before),
+    h(
+      "button",
+      {
+        type: "button",
+        class: `exchange${bad ? " bad" : ""}`,
+        tabindex: "-1",
+        "data-number": exchange.number,
+        onclick: () => open_exchange(exchange.number),
+      },
+      h(
+        "span",
+        { class: "when" },
+        h("span", { class: "mono" }, clock_time(exchange.time)),
+        h("span", { class: "dim" }, `${exchange.number} `, h("span", { "data-from": exchange.uuid }, from(exchange.uuid))),
+        bad ? h("span", { class: "badge bad" }, count(exchange.findings.length, "finding")) : null,
+      ),
+      h(
+        "span",
+        { class: "lane" },
+        exchange.request_bytes === 0
+          ? h("span", { class: "said dim" }, "nothing came")
+          : [h("span", { class: "said" }, asked(exchange)), arrow("right")],
+        exchange.answer_bytes === 0
+          ? [h("span", { class: "said back" }, answered(exchange) || "no answer"), arrow("left cut")]
+          : [h("span", { class: "said back" }, answered(exchange)), arrow(exchange.fault ? "left fault" : "left")],
+      ),
+    ),
+  );
 }
 
 function mark_shown() {
