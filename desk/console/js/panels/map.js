@@ -1,7 +1,7 @@
 // Where the gateway says it is: land, graticule, scale, both blocks. Plate carrée, true to scale at its middle.
 
 import { by_id, empty, fill, h, svg } from "../dom.js";
-import { date_time, position, stamp } from "../format.js";
+import { date_time, position, signed, stamp } from "../format.js";
 import { chosen_gateway, on } from "../state.js";
 
 const SPANS = [360, 90, 20, 4, 0.5, 0.05, 0.005]; // degrees from west to east
@@ -65,11 +65,17 @@ function land_path(v) {
   });
 }
 
-const DEGREE_STEPS = [30, 15, 5, 1, 0.2, 0.05, 0.01, 0.002, 0.0005];
-const label = (value, step) => `${Number(value.toFixed(step < 1 ? 4 : 0))}°`;
+const DEGREE_STEPS = [0.0005, 0.001, 0.002, 0.005, 0.01, 0.02, 0.05, 0.1, 0.2, 0.5, 1, 2, 5, 10, 15, 30, 60];
+const [DIGIT_PX, GAP_PX, WHOLE_DIGITS] = [6, 8, 5];
+const decimals = (step) => (step < 1 ? Math.ceil(-Math.log10(step)) : 0);
+const label = (value, step) => `${signed(Number((((value + 540) % 360) - 180).toFixed(decimals(step))))}°`;
+
+/** Lines as near to each other as their labels allow. */
+const degree_step = (unit) =>
+  DEGREE_STEPS.find((step) => unit * step >= (WHOLE_DIGITS + decimals(step)) * DIGIT_PX + GAP_PX) ?? DEGREE_STEPS.at(-1);
 
 function graticule(v) {
-  const step = DEGREE_STEPS.find((degrees) => v.span / degrees >= 6) ?? DEGREE_STEPS.at(-1);
+  const step = degree_step(v.unit);
   const parts = [];
   const lines = (from, to, draw) => {
     for (let n = Math.ceil(from / step); n * step <= to; n++) draw(n * step);
