@@ -1,8 +1,6 @@
-// A configuration store in memory that records each call. It begins as the file "store.1" says; the test plays the
-// gateway's other software by writing the next such file and counting up the word kStoreEdits. Each file is taken once.
-#include <fcntl.h>
-#include <unistd.h>
-
+// A configuration store in memory that records each call, or a witness of the calls to the gateway's own. It begins as
+// the file "store.1" says; the test plays the gateway's other software by writing the next such file and counting up
+// the word store_edits. Each file is taken once.
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -16,25 +14,11 @@
 #include "faults.h"
 #include "platform/tcapi.h"
 #include "record.h"
+#include "step.h"
+#include "world.h"
+#include "year.h"
 
 namespace {
-
-// A file that is only appended to. The descriptor lies far above those that the agent gets, whose numbers it leaves as
-// they are without a recorder.
-class Journal {
- public:
-  explicit Journal(const char* name) {
-    const int fd = open(control::file(name).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
-    fd_ = fcntl(fd, F_DUPFD_CLOEXEC, 200);
-    close(fd);
-  }
-  void append(const std::string& text) const {
-    if (write(fd_, text.data(), text.size()) != static_cast<ssize_t>(text.size())) _exit(125);
-  }
-
- private:
-  int fd_;
-};
 
 struct Store {
   std::mutex lock;
@@ -44,7 +28,7 @@ struct Store {
 
   // The caller holds the lock.
   void take_edits() {
-    const uint32_t edits = control::read(control::kStoreEdits);
+    const uint32_t edits = control::read(control::store_edits);
     while (edits_seen != edits) take_edit(++edits_seen);
   }
   // Lines of the form "NODE ATTR=VALUE"; without "=" the attribute is removed.
@@ -73,63 +57,93 @@ Store& store() {
 
 std::string name_of(const char* node, const char* attr) { return std::string(node) + " " + attr; }
 
-}  // namespace
-
-void record(const std::string& line) {
-  static const Journal journal("record");
-  journal.append(line + "\n");
+// Records the call; in lock step a thread may have been asked to stop ahead of it.
+void note(const std::string& line) {
+  if (world::is(world::Kind::step)) step::pass(line);
+  if (world::is_played()) record(line);
 }
 
-extern "C" {
-
-int tcapi_get(const char* node, const char* attr, char* value) {
-  const faults::Aside aside;
+int get_in_memory(const char* node, const char* attr, char* value) {
   Store& all = store();
   const std::lock_guard<std::mutex> guard(all.lock);
   all.take_edits();
-  record("get " + name_of(node, attr));
   const auto found = all.values.find(name_of(node, attr));
   if (found == all.values.end()) return -1;
   memcpy(value, found->second.c_str(), found->second.size() + 1);
   return 0;
 }
 
-int tcapi_set(const char* node, const char* attr, const char* value) {
-  const faults::Aside aside;
+int set_in_memory(const char* node, const char* attr, const char* value) {
   Store& all = store();
   const std::lock_guard<std::mutex> guard(all.lock);
   all.take_edits();
-  record("set " + name_of(node, attr) + "=" + value);
   if (strlen(value) > TCAPI_VALUE_MAX) return -1;
   all.put(name_of(node, attr), value);
   return 0;
 }
 
-int tcapi_commit(const char* node) {
-  const faults::Aside aside;
+int commit_in_memory(const char* node) {
   Store& all = store();
   const std::lock_guard<std::mutex> guard(all.lock);
   all.take_edits();
-  record(std::string("commit ") + node);
   return all.nodes.count(node) != 0 ? 0 : -1;
 }
 
+}  // namespace
+
+extern "C" {
+
+int tcapi_get(const char* node, const char* attr, char* value) {
+  static const auto real = world::behind(&tcapi_get, "tcapi_get");
+  {
+    const faults::Aside aside;
+    note("get " + name_of(node, attr));
+    if (world::has_store_in_memory()) return get_in_memory(node, attr, value);
+  }
+  return real(node, attr, value);
+}
+
+int tcapi_set(const char* node, const char* attr, const char* value) {
+  static const auto real = world::behind(&tcapi_set, "tcapi_set");
+  {
+    const faults::Aside aside;
+    note("set " + name_of(node, attr) + "=" + value);
+    if (world::has_store_in_memory()) return set_in_memory(node, attr, value);
+  }
+  if (world::is(world::Kind::year)) year::witness_set(attr);
+  return real(node, attr, value);
+}
+
+int tcapi_commit(const char* node) {
+  static const auto real = world::behind(&tcapi_commit, "tcapi_commit");
+  {
+    const faults::Aside aside;
+    note(std::string("commit ") + node);
+    if (world::has_store_in_memory()) return commit_in_memory(node);
+  }
+  return real(node);
+}
+
 int tcapi_save(void) {
-  const faults::Aside aside;
-  const std::lock_guard<std::mutex> guard(store().lock);
-  record("save");
-  return 0;
+  static const auto real = world::behind(&tcapi_save, "tcapi_save");
+  {
+    const faults::Aside aside;
+    note("save");
+    if (world::has_store_in_memory()) return 0;
+  }
+  return real();
 }
 
 int tcdbg_printf(const char* format, ...) {
   const faults::Aside aside;
-  static const Journal console("console");
+  static const auto real = world::behind(&tcdbg_printf, "tcdbg_printf");
   char text[4096];
   va_list arguments;
   va_start(arguments, format);
   const int length = vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
-  console.append(text);
+  if (!world::has_store_in_memory()) return real("%s", text);
+  record_console(text);
   return length;
 }
 }

@@ -4,15 +4,15 @@
 #include <atomic>
 #include <cerrno>
 
-namespace {
+#include "control.h"
+#include "world.h"
 
-constexpr int kKinds = faults::kLookup + 1;
-static_assert(control::kMemoryFaults + kKinds == control::kWords, "each kind has its word");
+namespace {
 
 // Not looked up through a call of the loader, which may allocate.
 thread_local int t_aside __attribute__((tls_model("initial-exec")));
 
-std::array<std::atomic<uint32_t>, kKinds> g_calls;
+std::array<std::atomic<uint32_t>, faults::kKinds> g_calls;
 std::atomic<uint32_t> g_seed;
 
 // A mixer in which every bit of the input moves every bit of the output.
@@ -33,10 +33,10 @@ Aside::~Aside() { --t_aside; }
 bool is_aside() { return t_aside != 0; }
 
 bool strikes(Kind kind, uint32_t* draw) {
-  if (is_aside()) return false;
-  const uint32_t rate = control::read(control::kFaultRate);
+  if (!world::is_played() || is_aside()) return false;
+  const uint32_t rate = control::read(control::fault_rate);
   if (rate == 0) return false;
-  const uint32_t seed = control::read(control::kFaultSeed);
+  const uint32_t seed = control::read(control::fault_seed);
   if (g_seed.exchange(seed) != seed) {
     for (auto& calls : g_calls) calls = 0;
   }
@@ -44,7 +44,7 @@ bool strikes(Kind kind, uint32_t* draw) {
   const uint32_t drawn = mix(uint64_t{seed} << 32 | static_cast<uint64_t>(kind) << 24 | number);
   if ((drawn & 0xFFFF) >= rate) return false;
   if (draw != nullptr) *draw = drawn >> 16;
-  control::count(static_cast<control::Word>(control::kMemoryFaults + kind));
+  control::count(static_cast<control::Word>(control::memory_faults + kind));
   return true;
 }
 

@@ -5,8 +5,8 @@ import socket
 import threading
 import time
 
-from harness import PRIMARY, SLOW, wait_for
-from messages import ACKNOWLEDGED_STORE, answer, period_report
+from messages import ACKNOWLEDGED_STORE, PRIMARY, answer, period_report
+from realtime import SLOW, FreeGateway, wait_for
 
 EVERY_MINUTE = {**ACKNOWLEDGED_STORE, "nuvek_Server ReportCycle": "1"}
 POST = b'{"Longitude":"116.397128","Latitude":"39.916527","ID":"7"}'
@@ -20,7 +20,7 @@ PRIVATE_KB = 8  # two pages
 
 
 def run(gateway):
-    agent = gateway(EVERY_MINUTE)
+    agent = gateway(EVERY_MINUTE, FreeGateway)
     agent.primary.up()
     agent.start("-v", "1")
     report(agent)
@@ -141,43 +141,3 @@ def test_clients_that_never_read_their_answer_do_not_hold_the_loop(gateway):
                 agent.wait_log("DEBUG nuvek_local_response: local response:%s " % LOCKED.decode(), served + number)
         for client in clients:
             client.close()
-
-
-def test_silent_clients_delay_a_report_by_one_wait_and_the_next_client_by_one_wait_each(gateway):
-    agent = run(gateway)
-    with Unharmed(agent):
-        silent = [agent.local() for _ in range(2)]
-        honest = agent.local()
-        honest.sendall(POST)
-        begin = time.monotonic()
-        agent.clock += 61
-        link = agent.primary.accept()
-        assert link.request() == period_report()
-        assert time.monotonic() - begin < FIRST_DATA_S + LATE_S
-        link.answer(answer("{}"))
-        honest.settimeout(2 * FIRST_DATA_S + LATE_S)
-        assert honest.recv(1024) == LOCKED
-        assert 2 * FIRST_DATA_S - 1 < time.monotonic() - begin < 2 * FIRST_DATA_S + LATE_S
-        for client in (*silent, honest):
-            assert client.recv(1) == b""
-            client.close()
-        link.expect_close()
-
-
-def test_a_client_that_sends_garbage_and_stays_holds_the_loop_until_it_leaves(gateway):
-    """So it has always been; only the wait for the first byte has an end."""
-    agent = run(gateway)
-    with Unharmed(agent):
-        client = agent.local()
-        client.sendall(b"x")
-        agent.wait_log("DEBUG nuvek_localProcess: recv :1")
-        agent.clock += 61
-        for times in range(2, 12):
-            client.sendall(b"y")
-            agent.wait_log("DEBUG nuvek_localProcess: recv :1", times)
-            assert agent.primary.nobody_waits()
-        client.close()
-        link = agent.primary.accept()
-        assert link.request() == period_report()
-        link.answer(answer("{}"))
-        link.expect_close()

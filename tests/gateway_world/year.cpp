@@ -1,15 +1,11 @@
-// Preloaded into the agent: a clock that runs only while the main loop has nothing to do, and then in long steps, up to
-// where the soak lets it. After each step the timer thread has its tick, so neither thread misses anything and every
-// run of one seed goes the same way. Beside the clock, a witness: it counts what the agent begins, so that the soak
-// need not believe the agent's own counters.
-#include <dlfcn.h>
+#include "year.h"
+
 #include <fcntl.h>
 #include <malloc.h>
 #include <pthread.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/sysinfo.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -23,7 +19,7 @@
 #include <string_view>
 
 #include "control.h"
-#include "platform/tcapi.h"
+#include "world.h"
 
 namespace {
 
@@ -44,23 +40,19 @@ long long g_turn_begin_us;
 uint32_t g_turn_begin_s;
 long long g_waited_us;  // in the selects of this turn
 
-template <typename Function>
-Function* behind(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
-// Files of notes; from the beginning and without a buffer, so that they do not count as the agent's growth.
-int g_requests = -1;
-int g_answers = -1;
-
+// Files of notes; without a buffer, so that they do not count as the agent's growth.
 int open_notes(const char* name) {
   return open(control::file(name).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
 }
 
-__attribute__((constructor)) void begin() {
-  unsetenv("LD_PRELOAD");  // helper programs run by this machine's clock
-  g_requests = open_notes("requests");
-  g_answers = open_notes("answers");
+int requests() {
+  static const int fd = open_notes("requests");
+  return fd;
+}
+
+int answers() {
+  static const int fd = open_notes("answers");
+  return fd;
 }
 
 long long real_us() {
@@ -86,18 +78,18 @@ bool is_empty(const char* path) {
 // Lets the clock go and the timer thread look at its timers.
 void pass(uint32_t seconds) {
   pthread_mutex_lock(&g_lock);
-  control::write(control::kClock_s, control::read(control::kClock_s) + seconds);
-  control::write(control::kUptime_s, control::read(control::kUptime_s) + seconds);
+  control::write(control::clock_s, control::read(control::clock_s) + seconds);
+  control::write(control::uptime_s, control::read(control::uptime_s) + seconds);
   ++g_steps;
   pthread_cond_broadcast(&g_moved);
   while (g_ticked != g_steps) pthread_cond_wait(&g_moved, &g_lock);
   pthread_mutex_unlock(&g_lock);
 }
 
-uint32_t seconds_to_go() { return control::read(control::kTarget_s) - control::read(control::kClock_s); }
+uint32_t seconds_to_go() { return control::read(control::target_s) - control::read(control::clock_s); }
 
 int ready_within(int count, fd_set* readable, suseconds_t time_us) {
-  static const auto real = behind(&select, "select");
+  static const auto real = world::behind(&::select, "select");
   fd_set found = *readable;
   timeval time{time_us / 1000000, time_us % 1000000};
   const int ready = real(count, &found, nullptr, nullptr, &time);
@@ -108,15 +100,15 @@ int ready_within(int count, fd_set* readable, suseconds_t time_us) {
 // Waits without time where the soak has stopped the clock. Returns what is readable, or 0 once the clock may go on.
 int park(int count, fd_set* readable) {
   while (seconds_to_go() == 0) {
-    control::write(control::kHeap_bytes, static_cast<uint32_t>(mallinfo2().uordblks));
-    control::write(control::kParked, 1);
+    control::write(control::heap_bytes, static_cast<uint32_t>(mallinfo2().uordblks));
+    control::write(control::parked, 1);
     const int ready = ready_within(count, readable, kPark_us);
     if (ready > 0) {
-      control::write(control::kParked, 0);
+      control::write(control::parked, 0);
       return ready;
     }
   }
-  control::write(control::kParked, 0);
+  control::write(control::parked, 0);
   return 0;
 }
 
@@ -128,7 +120,7 @@ suseconds_t patience_us(bool is_turn) {
 int wait_for_input(int count, fd_set* readable, time_t timeout_s) {
   const bool is_turn = timeout_s == kTurn_s;
   int ready = ready_within(count, readable, patience_us(is_turn));
-  uint32_t left_s = is_turn ? control::read(control::kStep_s) : static_cast<uint32_t>(timeout_s);
+  uint32_t left_s = is_turn ? control::read(control::step_s) : static_cast<uint32_t>(timeout_s);
   while (ready <= 0 && left_s != 0) {
     ready = park(count, readable);
     if (ready > 0) break;
@@ -144,23 +136,23 @@ int wait_for_input(int count, fd_set* readable, time_t timeout_s) {
 
 void end_turn() {
   if (g_in_turn) {
-    raise_to(control::kLongestTurn_us, real_us() - g_turn_begin_us - g_waited_us);
-    raise_to(control::kLongestTurn_s, control::read(control::kClock_s) - g_turn_begin_s);
+    raise_to(control::longest_turn_us, real_us() - g_turn_begin_us - g_waited_us);
+    raise_to(control::longest_turn_s, control::read(control::clock_s) - g_turn_begin_s);
   }
-  control::count(control::kTurns);
+  control::count(control::turns);
 }
 
 void begin_turn() {
   g_in_turn = true;
   g_turn_begin_us = real_us();
-  g_turn_begin_s = control::read(control::kClock_s);
+  g_turn_begin_s = control::read(control::clock_s);
   g_waited_us = 0;
 }
 
 // "TURN UPTIME ID" of each request that went out; the periodic report has no ID.
 void note_request(const char* request) {
   const char* id = strstr(request, "\"ID\":");
-  dprintf(g_requests, "%u %u %ld\n", control::read(control::kTurns), control::read(control::kUptime_s),
+  dprintf(requests(), "%u %u %ld\n", control::read(control::turns), control::read(control::uptime_s),
           id == nullptr ? 0 : strtol(id + 5, nullptr, 10));
 }
 
@@ -169,34 +161,16 @@ void note_answers(std::string_view block) {
   constexpr std::string_view kResultResponse = "\"ResultResponse\",\"ID\":";
   for (size_t at = 0; (at = block.find(kResultResponse, at)) != std::string_view::npos;) {
     at += kResultResponse.size();
-    dprintf(g_answers, "%ld\n", strtol(std::string(block.substr(at)).c_str(), nullptr, 10));
+    dprintf(answers(), "%ld\n", strtol(std::string(block.substr(at)).c_str(), nullptr, 10));
   }
 }
 
 }  // namespace
 
-extern "C" {
-
-int gettimeofday(struct timeval* __restrict now, void* __restrict) noexcept {
-  now->tv_sec = static_cast<time_t>(control::read(control::kClock_s));
-  now->tv_usec = 0;
-  return 0;
-}
-
-time_t time(time_t* out) noexcept {
-  const time_t now = static_cast<time_t>(control::read(control::kClock_s));
-  if (out != nullptr) *out = now;
-  return now;
-}
-
-int sysinfo(struct sysinfo* info) noexcept {
-  memset(info, 0, sizeof *info);
-  info->uptime = static_cast<long>(control::read(control::kUptime_s));
-  return 0;
-}
+namespace year {
 
 // The timer thread's tick: one after each step of the clock.
-int usleep(useconds_t) {
+int usleep() {
   pthread_mutex_lock(&g_lock);
   g_ticked = g_steps;
   pthread_cond_broadcast(&g_moved);
@@ -205,7 +179,7 @@ int usleep(useconds_t) {
   return 0;
 }
 
-int select(int count, fd_set* readable, fd_set*, fd_set*, struct timeval* timeout) {
+int select(int count, fd_set* readable, const timeval* timeout) {
   const bool is_turn = timeout->tv_sec == kTurn_s;
   if (is_turn) end_turn();
   const long long begin_us = real_us();
@@ -218,60 +192,41 @@ int select(int count, fd_set* readable, fd_set*, fd_set*, struct timeval* timeou
   return ready;
 }
 
-// Helper programs are quick here, and in the foreground: at the next look they have ended.
 int system(const char* command) {
-  static const auto real = behind(&system, "system");
+  static const auto real = world::behind(&::system, "system");
   std::string text = command;
   if (!text.empty() && text.back() == '&') text.pop_back();
   const int status = real(text.c_str());
   const size_t output = text.find("> ");
-  if (text.compare(0, 6, "pidof ") == 0 && is_empty(text.c_str() + output + 2)) control::count(control::kTraceEnds);
+  if (text.compare(0, 6, "pidof ") == 0 && is_empty(text.c_str() + output + 2)) control::count(control::trace_ends);
   return status;
 }
 
-int tcapi_set(const char* node, const char* attr, const char* value) {
-  static const auto real = behind(&tcapi_set, "tcapi_set");
-  if (strcmp(attr, "LastInformTime") == 0) control::count(control::kReports);
-  return real(node, attr, value);
+void witness_set(const char* attr) {
+  if (strcmp(attr, "LastInformTime") == 0) control::count(control::reports);
 }
 
-FILE* fopen(const char* path, const char* mode) {
-  static const auto real = behind(&fopen, "fopen");
-  if (ends_with(path, "/var/httpSpeed")) {
-    control::count(is_empty(path) ? control::kEmptySpeedTables : control::kFullSpeedTables);
-  }
-  return real(path, mode);
+void witness_open(const char* path) {
+  if (!ends_with(path, "/var/httpSpeed")) return;
+  control::count(is_empty(path) ? control::empty_speed_tables : control::full_speed_tables);
 }
 
-int connect(int fd, const struct sockaddr* address, socklen_t size) {
-  static const auto real = behind(&connect, "connect");
-  const int result = real(fd, address, size);
-  if (result != 0) control::count(control::kRefusedConnects);
-  return result;
+void witness_refusal() { control::count(control::refused_connects); }
+
+void witness_send(int fd, const void* data, ssize_t sent) {
+  if (sent <= 0 || strncmp(static_cast<const char*>(data), "POST ", 5) != 0) return;
+  note_request(static_cast<const char*>(data));
+  g_asked = fd;
 }
 
-ssize_t send(int fd, const void* data, size_t size, int flags) {
-  static const auto real = behind(&send, "send");
-  const ssize_t sent = real(fd, data, size, flags);
-  if (sent > 0 && strncmp(static_cast<const char*>(data), "POST ", 5) == 0) {
-    note_request(static_cast<const char*>(data));
-    g_asked = fd;
-  }
-  return sent;
-}
-
-ssize_t recv(int fd, void* data, size_t size, int flags) {
-  static const auto real = behind(&recv, "recv");
-  const ssize_t received = real(fd, data, size, flags);
+void witness_receive(const void* data, ssize_t received) {
   if (received > 0) note_answers({static_cast<const char*>(data), static_cast<size_t>(received)});
-  return received;
 }
 
 // Nobody waits for the answer on a closed connection.
-int close(int fd) {
-  static const auto real = behind(&close, "close");
+void witness_close(int fd) {
   int asked = fd;
   g_asked.compare_exchange_strong(asked, -1);
-  return real(fd);
 }
-}
+
+}  // namespace year

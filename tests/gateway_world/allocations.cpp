@@ -7,7 +7,9 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "control.h"
 #include "faults.h"
+#include "world.h"
 
 namespace {
 
@@ -19,8 +21,12 @@ struct Allocator {
 };
 
 const Allocator& real() {
-  static const Allocator allocator = {behind<void*(size_t)>("malloc"), behind<void*(size_t, size_t)>("calloc"),
-                                      behind<void*(void*, size_t)>("realloc"), behind<void(void*)>("free")};
+  static const Allocator allocator = {
+      reinterpret_cast<void* (*)(size_t)>(dlsym(RTLD_NEXT, "malloc")),
+      reinterpret_cast<void* (*)(size_t, size_t)>(dlsym(RTLD_NEXT, "calloc")),
+      reinterpret_cast<void* (*)(void*, size_t)>(dlsym(RTLD_NEXT, "realloc")),
+      reinterpret_cast<void (*)(void*)>(dlsym(RTLD_NEXT, "free")),
+  };
   return allocator;
 }
 
@@ -38,24 +44,21 @@ class SpinLock {
   static inline std::atomic_flag s_taken = ATOMIC_FLAG_INIT;
 };
 
-// False until the control words are there: the loader and the libraries allocate before anything of the agent runs.
-std::atomic<bool> g_counting{false};
-
 std::array<void*, 4096> g_live;  // what is counted and not released
 size_t g_live_count;
 
-bool is_counted() { return g_counting.load(std::memory_order_acquire) && !faults::is_aside(); }
+bool is_counted() { return world::is_played() && !faults::is_aside(); }
 
 // Counts one allocation. Returns whether it is to fail.
 bool must_fail() {
   const faults::Aside aside;
   const SpinLock lock;
-  control::count(control::kAllocations);
-  const uint32_t left = control::read(control::kFailAllocation);
+  control::count(control::allocations);
+  const uint32_t left = control::read(control::fail_allocation);
   if (left == 0) return false;
-  control::write(control::kFailAllocation, left - 1);
+  control::write(control::fail_allocation, left - 1);
   if (left != 1) return false;
-  control::count(control::kMemoryFaults);
+  control::count(control::memory_faults);
   return true;
 }
 
@@ -64,7 +67,7 @@ void* keep(void* place) {
   const SpinLock lock;
   if (g_live_count == g_live.size()) _exit(125);
   g_live[g_live_count++] = place;
-  control::write(control::kLive, static_cast<uint32_t>(g_live_count));
+  control::write(control::live, static_cast<uint32_t>(g_live_count));
   return place;
 }
 
@@ -74,7 +77,7 @@ void forget(void* place) {
   for (size_t k = g_live_count; k-- != 0;) {
     if (g_live[k] != place) continue;
     g_live[k] = g_live[--g_live_count];
-    control::write(control::kLive, static_cast<uint32_t>(g_live_count));
+    control::write(control::live, static_cast<uint32_t>(g_live_count));
     return;
   }
 }
@@ -82,18 +85,11 @@ void forget(void* place) {
 template <typename Call>
 void* allocate(Call call) {
   if (!is_counted()) return call();
-  if (must_fail() || faults::strikes(faults::kMemory)) {
+  if (must_fail() || faults::strikes(faults::memory)) {
     errno = ENOMEM;
     return nullptr;
   }
   return keep(call());
-}
-
-__attribute__((constructor)) void begin() {
-  unsetenv("LD_PRELOAD");  // where this library was preloaded, the agent's helper programs are not its business
-  const faults::Aside aside;
-  control::read(control::kClock_s);
-  g_counting.store(true, std::memory_order_release);
 }
 
 }  // namespace
@@ -117,7 +113,7 @@ void* realloc(void* old, size_t size) {
 }
 
 void free(void* place) {
-  if (place != nullptr && g_counting.load(std::memory_order_acquire)) forget(place);
+  if (place != nullptr && world::is_played()) forget(place);
   real().free(place);
 }
 }

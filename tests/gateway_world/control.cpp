@@ -13,7 +13,7 @@ namespace {
 constexpr size_t kSize = control::kWords * sizeof(uint32_t);
 
 [[noreturn]] void give_up(const char* what) {
-  fprintf(stderr, "recorder: %s\n", what);
+  fprintf(stderr, "gateway world: %s\n", what);
   _exit(125);
 }
 
@@ -42,8 +42,8 @@ void write(Word word, uint32_t value) { __atomic_store_n(words() + word, htobe32
 void count(Word word) { write(word, read(word) + 1); }
 
 std::string file(const char* name) {
-  const char* folder = getenv("NUVEK_RECORDER");
-  if (folder == nullptr) give_up("NUVEK_RECORDER names no folder");
+  const char* folder = getenv("NUVEK_WORLD_FOLDER");
+  if (folder == nullptr) give_up("NUVEK_WORLD_FOLDER names no folder");
   return std::string(folder) + "/" + name;
 }
 

@@ -1,28 +1,18 @@
 // Owns the faults that a test lets the agent meet: which call fails is decided here, the stand-ins beside make it fail.
-#ifndef NUVEK_TESTS_DIALOGUE_RECORDER_FAULTS_H
-#define NUVEK_TESTS_DIALOGUE_RECORDER_FAULTS_H
-
-#include <dlfcn.h>
+#ifndef NUVEK_TESTS_GATEWAY_WORLD_FAULTS_H
+#define NUVEK_TESTS_GATEWAY_WORLD_FAULTS_H
 
 #include <cstdint>
-
-#include "control.h"
 
 namespace faults {
 
 enum Kind {
-  kMemory,
-  kSocket,
-  kConnect,
-  kAccept,
-  kSelect,
-  kSend,
-  kShortSend,
-  kReceive,
-  kOpen,
-  kFullDisk,
-  kSystem,
-  kLookup
+#define WORD(name)
+#define FAULT(name) name,
+#include "words.def"
+#undef WORD
+#undef FAULT
+  kKinds
 };
 
 // While one lives on a thread, what the thread does is the recorder's own work: it never fails and is not counted.
@@ -45,11 +35,5 @@ bool strikes(Kind kind, uint32_t* draw = nullptr);
 int fail(uint32_t draw);
 
 }  // namespace faults
-
-// The function of the same name behind this library.
-template <typename Function>
-Function* behind(const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
 
 #endif
