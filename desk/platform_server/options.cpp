@@ -1,6 +1,10 @@
 #include "options.h"
 
+#include <sys/un.h>
+
 #include <CLI/CLI.hpp>
+
+#include "console/place.h"
 
 namespace desk {
 namespace {
@@ -83,6 +87,19 @@ std::optional<Options> read_options(int argc, char** argv, int& status) {
       ->type_name("FILE");
   app.add_option("--scenario", options.scenario, "What to answer, see below")->type_name("FILE");
   app.add_option("--journal", options.journal, "Append every exchange to this file, see below")->type_name("FILE");
+  app.add_option("--console", options.console,
+                 "Serve the console there, on 127.0.0.1 unless an address is named; see below")
+      ->check([](const std::string& text) {
+        return console::read_place(text) ? std::string() : "expected [ADDRESS:]PORT or fd:NUMBER";
+      })
+      ->type_name("[ADDRESS:]PORT|fd:N");
+  app.add_option("--console-port-file", options.console_port_file, "Write the console's port number to this file")
+      ->type_name("FILE");
+  app.add_option("--desk-control", options.desk_control, "Relay the console's /api/desk to this Unix socket")
+      ->check([](const std::string& name) {
+        return name.size() < sizeof(sockaddr_un::sun_path) ? std::string() : "too long for the name of a socket";
+      })
+      ->type_name("SOCKET");
   app.add_flag("--strict", options.strict, "End with status 3 if there were findings");
   app.footer(kFooter);
   try {

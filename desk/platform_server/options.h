@@ -19,6 +19,9 @@ struct Options {
   std::string port_file;
   std::string scenario;
   std::string journal;
+  std::string console;  // [ADDRESS:]PORT or fd:NUMBER; empty: none
+  std::string console_port_file;
+  std::string desk_control;
   bool strict = false;
 };
 

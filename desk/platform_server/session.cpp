@@ -70,8 +70,8 @@ Session::Clock::time_point Session::deadline() const {
   const auto now = Clock::now();
   if (draining_) return deadline_.expiry();
   if (!held_.empty()) return now + kHoldLimit;
-  if (begun_) return *begun_ + std::chrono::milliseconds(platform_.scenario.request_ms);
-  return now + std::chrono::milliseconds(platform_.scenario.idle_ms);
+  if (begun_) return *begun_ + std::chrono::milliseconds(platform_.scenario().request_ms);
+  return now + std::chrono::milliseconds(platform_.scenario().idle_ms);
 }
 
 void Session::read() {
@@ -105,7 +105,7 @@ void Session::on_deadline() {
   if (!held_.empty()) {
     flush_held();
   } else {
-    end("request not complete after " + std::to_string(platform_.scenario.request_ms) + " ms");
+    end("request not complete after " + std::to_string(platform_.scenario().request_ms) + " ms");
   }
 }
 
@@ -173,8 +173,7 @@ void Session::carry_out() {
   if (exchange_.kind == Kind::kGetResponse && exchange_.id) open_gets_.erase(*exchange_.id);
   if (open_gets_.size() > kMaxOpenGets) tell_unanswered_gets();
   open_gets_.insert(reply_.asked.begin(), reply_.asked.end());
-  const bool downloads = exchange_.kind == Kind::kSpeedTest && reply_.fault == Fault::kNone;
-  if (downloads) {
+  if (reply_.download) {
     download();
     return;
   }
@@ -202,7 +201,7 @@ void Session::flush_held() {
 
 // Sends the first `length` bytes of `out_` and takes them off it.
 void Session::write(size_t length, Step then) {
-  deadline_.expires_after(std::chrono::milliseconds(platform_.scenario.write_ms));
+  deadline_.expires_after(std::chrono::milliseconds(platform_.scenario().write_ms));
   deadline_.async_wait([self = shared_from_this()](const Error& error) {
     if (error || self->deadline_.expiry() > Clock::now()) return;
     Error ignored;
@@ -220,7 +219,7 @@ void Session::write(size_t length, Step then) {
 
 // With a reset, so that the system does not keep for the client what it does not take.
 void Session::on_write_deadline() {
-  tell_failure("answer not taken within " + std::to_string(platform_.scenario.write_ms) + " ms");
+  tell_failure("answer not taken within " + std::to_string(platform_.scenario().write_ms) + " ms");
   close(true);
 }
 
@@ -231,7 +230,7 @@ void Session::write_second_piece() {
 }
 
 void Session::download() {
-  const DownloadSettings& settings = platform_.scenario.download;
+  const DownloadSettings& settings = platform_.scenario().download;
   exchange_.answer = download_head(settings);
   if (settings.duration_s != 0) close_after_ = true;
   out_ = exchange_.answer;
@@ -244,7 +243,7 @@ void Session::stream() {
     self->platform_.speed_tests.add(self->exchange_, sent, complete);
     complete ? self->after_answer() : self->close(true);
   };
-  std::make_shared<Download>(socket_, platform_.scenario, done)->start();
+  std::make_shared<Download>(socket_, platform_.scenario(), done)->start();
 }
 
 void Session::after_answer() { close_after_ ? drain() : expect_request(); }
@@ -287,9 +286,11 @@ void Session::tell_unanswered_gets() {
   missing.peer = peer_;
   missing.uuid = uuid_;
   missing.outcome = "closed";
-  for (const int id : open_gets_) missing.findings.push_back("Get " + std::to_string(id) + " was not answered");
+  for (const auto& [id, must_be_answered] : open_gets_) {
+    if (must_be_answered) missing.findings.push_back("Get " + std::to_string(id) + " was not answered");
+  }
   open_gets_.clear();
-  platform_.tell(missing);
+  if (!missing.findings.empty()) platform_.tell(missing);
 }
 
 // What happened to the answer of the exchange that was told last.

@@ -76,8 +76,8 @@ class Session : public std::enable_shared_from_this<Session> {
   // that close into a reset, which can cost the messages still on their way. So their acknowledgements wait for the
   // last one.
   std::string held_;
-  std::set<int> open_gets_;
-  std::string uuid_;  // of the last request that told it
+  std::map<int, bool> open_gets_;  // and whether each must be answered
+  std::string uuid_;               // of the last request that told it
   bool close_after_ = false;
   bool draining_ = false;
 };
