@@ -1,10 +1,11 @@
 """Where the desk stands: an operator network of namespaces where the machine allows it, else loopback."""
 import os
+import pathlib
 import shutil
 import socket
 import subprocess
 
-from desk.story.console import tell
+from desk.story.console import tell, wait_for
 from desk.story.namespaces import Hosts, enter_private_mounts, resolve_by
 from desk.story.processes import end_group, start
 
@@ -16,6 +17,15 @@ def free_port():
     with socket.socket() as probe:
         probe.bind(("127.0.0.1", 0))
         return probe.getsockname()[1]
+
+
+def is_listening(pid, protocol, port):
+    """Whether anybody does in the program's network, on all addresses."""
+    try:
+        lines = pathlib.Path(f"/proc/{pid}/net/{protocol}").read_text().splitlines()[1:]
+    except OSError:
+        return False
+    return any(fields[1] == f"00000000:{port:04X}" and fields[3] in ("0A", "07") for fields in map(str.split, lines))
 
 
 class Loopback:
@@ -99,6 +109,7 @@ class OperatorNetwork:
         for name, destination, by in ROUTES:
             self.namespaces.ip(name, "route", "add", destination, "via", by)
         self.start_name_server(folder)
+        wait_for("the name server", lambda: is_listening(self.name_server.pid, "udp", 53), 5)
 
     def start_name_server(self, folder):
         records = [f"--host-record={name},{self.platform_address}" for name in (*PLATFORM_NAMES, TRACE_NAME)]
