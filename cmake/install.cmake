@@ -2,7 +2,7 @@
 #
 #   agent        the agent, its systemd unit, its manual pages and documents
 #   standins     libtcapi.so and libmjson-1.5.so, for a system that has none of its own, and the tool tcapi
-#   desk         the platform server
+#   desk         the platform server, and its console's page
 #   development  the contract headers that a device's own libraries must fulfil
 #
 # The unit names the agent's full path, so the prefix belongs to the configure step (-DCMAKE_INSTALL_PREFIX=/usr).
@@ -30,6 +30,9 @@ nuvek_install_from_template(standins ${CMAKE_INSTALL_MANDIR}/man1 man/tcapi.1.in
 if(NUVEK_BUILD_DESK)
   install(TARGETS nuvek-platform RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT desk)
   nuvek_install_from_template(desk ${CMAKE_INSTALL_MANDIR}/man1 man/nuvek-platform.1.in)
+  # The server looks for it there, seen from its own folder.
+  install(DIRECTORY desk/console/ DESTINATION ${CMAKE_INSTALL_DATADIR}/nuvek/console COMPONENT desk OPTIONAL)
+  install(FILES docs/console.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT desk)
 endif()
 
 install(FILES platform/tcapi.h platform/mjson.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/nuvek COMPONENT development)

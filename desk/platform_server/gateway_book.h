@@ -106,7 +106,7 @@ class GatewayBook {
   // Another scenario: every gateway begins with its first step.
   void begin_anew();
 
-  size_t seen() const { return next_number_ - 1; }
+  size_t seen() const { return static_cast<size_t>(next_number_) - 1; }
   size_t size() const { return by_uuid_.size(); }
   // Those with a number above `after`, in their order.
   std::vector<const Gateway*> above(int after) const;

@@ -57,12 +57,21 @@ Scenario file (YAML; every key may be left out; shown with its default):
       nth: 2             # only the 2nd of a gateway; or from: 2, the 2nd and all after; or all
       do: reset          # see below
       gap_ms: 100        # between the two pieces
+  answers:               # rules as above with code or bytes in place of do; uuid, in any rule: one gateway only
+    - {to: Inform0, nth: 9, uuid: a07fa0ec-e556-11f1-8730-024e56454b01, code: -4}
+    - {to: Report, nth: 9, bytes: "HTTP/1.1 200 OK\r\n\r\n"}   # literally, one character a byte
 
   Faults: not_found (404), server_error (500), close (no answer), reset, silence (no answer, connection kept),
   garbage, two_pieces, wrong_length (Content-Length), oversize (more than a gateway takes). A fault uses up no
   step of codes and gets. What carries no UUID (downloads, wild requests) counts as one gateway more.
   Without --scenario every gateway is registered, asked for its five packages at its first report and for its
-  counters at every later one.
+  counters at every later one. "replay: FILE" gives the answers of a journal again. SIGHUP reads the file again.
+
+Console: a page for the browser and an HTTP interface to see and drive all of this; docs/console.md tells it whole.
+  GET  /api/platform  /api/gateways  /api/exchanges  /api/events  /api/answers  /api/scenario
+  POST /api/gateways/UUID/gets {"path": "NUVEK.Counter"}      asked at the gateway's next contact
+  POST /api/answers {"kind": "SiteSpeed", "code": -3}         or "bytes" or "fault": the next answer
+  PUT  /api/scenario                                          another scenario, as YAML
 
 Journal: one JSON object a line, appended and written through at once: time (UTC), peer, kind, verdict ("ok" or
   a list of findings), uuid, id, path, code (the one answered; of a GetResponse the one received), outcome,

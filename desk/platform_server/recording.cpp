@@ -1,8 +1,7 @@
 #include "recording.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
@@ -48,21 +47,21 @@ std::string RecordedAnswer::bytes_for(const Exchange& exchange) const {
 }
 
 Recording::Recording(const std::string& file) {
+  std::error_code error;
+  const auto size = std::filesystem::file_size(file, error);
+  if (error) throw std::runtime_error(file + ": cannot be read: " + error.message());
+  if (!std::filesystem::is_regular_file(file, error)) throw std::runtime_error(file + ": is no file");
+  if (size > kMaxRecording_bytes) throw std::runtime_error(file + ": longer than 64 MB");
   std::ifstream in(file);
   std::string line;
-  size_t number = 0;
-  size_t read = 0;
-  while (std::getline(in, line)) {
-    ++number;
-    read += line.size();
-    if (read > kMaxRecording_bytes) throw std::runtime_error(file + ": longer than 64 MB");
+  for (size_t number = 1; std::getline(in, line); ++number) {
     try {
       take(line);
     } catch (const std::exception&) {
       throw std::runtime_error(file + ":" + std::to_string(number) + ": no line of a journal");
     }
   }
-  if (!in.is_open() || in.bad()) throw std::runtime_error(file + ": cannot be read: " + std::strerror(errno));
+  if (!in.is_open() || in.bad()) throw std::runtime_error(file + ": cannot be read");
   if (first_.empty()) throw std::runtime_error(file + ": holds no exchange of a gateway");
 }
 

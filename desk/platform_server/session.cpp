@@ -74,14 +74,19 @@ Session::Clock::time_point Session::deadline() const {
   return now + std::chrono::milliseconds(platform_.scenario().idle_ms);
 }
 
-void Session::read() {
-  deadline_.expires_at(deadline());
+// What the connection waits for is cancelled when its time is over.
+void Session::watch() {
   deadline_.async_wait([self = shared_from_this()](const Error& error) {
-    // A wait that ended in the same instant as the read must not hit the step that follows.
+    // A wait that ended in the same instant as the step must not hit the one that follows.
     if (error || self->deadline_.expiry() > Clock::now()) return;
     Error ignored;
     self->socket_.cancel(ignored);
   });
+}
+
+void Session::read() {
+  deadline_.expires_at(deadline());
+  watch();
   socket_.async_read_some(in_.prepare(kRead_bytes), [self = shared_from_this()](const Error& error, size_t length) {
     if (!self->draining_) self->deadline_.expires_at(Clock::time_point::max());
     self->on_read(error, length);
@@ -202,11 +207,7 @@ void Session::flush_held() {
 // Sends the first `length` bytes of `out_` and takes them off it.
 void Session::write(size_t length, Step then) {
   deadline_.expires_after(std::chrono::milliseconds(platform_.scenario().write_ms));
-  deadline_.async_wait([self = shared_from_this()](const Error& error) {
-    if (error || self->deadline_.expiry() > Clock::now()) return;
-    Error ignored;
-    self->socket_.cancel(ignored);
-  });
+  watch();
   asio::async_write(socket_, asio::buffer(out_.data(), length),
                     [self = shared_from_this(), then](const Error& error, size_t written) {
                       self->deadline_.expires_at(Clock::time_point::max());
@@ -219,7 +220,7 @@ void Session::write(size_t length, Step then) {
 
 // With a reset, so that the system does not keep for the client what it does not take.
 void Session::on_write_deadline() {
-  tell_failure("answer not taken within " + std::to_string(platform_.scenario().write_ms) + " ms");
+  tell_end(exchange_.kind, {"answer not taken within " + std::to_string(platform_.scenario().write_ms) + " ms"});
   close(true);
 }
 
@@ -280,28 +281,23 @@ void Session::tell_exchange() {
 }
 
 void Session::tell_unanswered_gets() {
-  if (open_gets_.empty()) return;
-  Exchange missing;
-  missing.kind = Kind::kGetResponse;
-  missing.peer = peer_;
-  missing.uuid = uuid_;
-  missing.outcome = "closed";
+  std::vector<std::string> findings;
   for (const auto& [id, must_be_answered] : open_gets_) {
-    if (must_be_answered) missing.findings.push_back("Get " + std::to_string(id) + " was not answered");
+    if (must_be_answered) findings.push_back("Get " + std::to_string(id) + " was not answered");
   }
   open_gets_.clear();
-  if (!missing.findings.empty()) platform_.tell(missing);
+  if (!findings.empty()) tell_end(Kind::kGetResponse, findings);
 }
 
-// What happened to the answer of the exchange that was told last.
-void Session::tell_failure(const std::string& finding) {
-  Exchange failure;
-  failure.kind = exchange_.kind;
-  failure.peer = peer_;
-  failure.uuid = uuid_;
-  failure.outcome = "closed";
-  failure.findings.push_back(finding);
-  platform_.tell(failure);
+// What the end of a connection left undone.
+void Session::tell_end(Kind kind, const std::vector<std::string>& findings) {
+  Exchange end;
+  end.kind = kind;
+  end.peer = peer_;
+  end.uuid = uuid_;
+  end.outcome = "closed";
+  end.findings = findings;
+  platform_.tell(end);
 }
 
 void Session::close(bool with_reset) {

@@ -27,6 +27,7 @@ class Session : public std::enable_shared_from_this<Session> {
 
   // Reading.
   void expect_request();
+  void watch();
   void read();
   void on_read(const Error& error, size_t length);
   void parse();
@@ -53,7 +54,7 @@ class Session : public std::enable_shared_from_this<Session> {
   int64_t since_complete_ms() const;
   void tell_exchange();
   void tell_unanswered_gets();
-  void tell_failure(const std::string& finding);
+  void tell_end(Kind kind, const std::vector<std::string>& findings);
   void close(bool with_reset);
 
   boost::asio::ip::tcp::socket socket_;

@@ -214,3 +214,20 @@ def test_idle_connections_keep_nothing_of_their_requests(platform):
             connection.block()
         # Request, copy and answer of each would be 5 MB.
         assert memory_kb(platform) - before < 2500
+
+
+def test_listens_on_loopback_unless_told_otherwise(start):
+    platform = start()
+    with pytest.raises(ConnectionRefusedError):
+        Connection(platform.port, host="127.0.0.2")
+    everywhere = start(None, "--address", "0.0.0.0")
+    Connection(everywhere.port, host="127.0.0.2").socket.close()
+
+
+def test_gets_that_a_connection_leaves_open_are_bounded(start):
+    platform = start("Report: {gets: [[A, B, C, D, E, F, G, H]]}")
+    with platform.connect() as connection:
+        for _ in range(10):
+            connection.ask(report())
+        line = platform.journal(at_least=11)[9]
+        assert line["kind"] == "GetResponse" and len(line["verdict"]) == 72
