@@ -64,9 +64,13 @@ def end_all_children():
             return
 
 
+def ignore(_signal, _frame):
+    pass
+
+
 def interrupt(_signal, _frame):
     for number in END_SIGNALS:
-        signal.signal(number, signal.SIG_IGN)  # a second one must not cut the tidying short
+        signal.signal(number, ignore)  # a second one must not cut the tidying short
     raise KeyboardInterrupt
 
 
@@ -105,7 +109,7 @@ def guarded(work, prefix):
         signal.signal(number, lambda _signal, _frame: os.kill(child, signal.SIGTERM))
     status = os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
     for number in END_SIGNALS:
-        signal.signal(number, signal.SIG_IGN)
+        signal.signal(number, ignore)
     end_all_children()
     shutil.rmtree(folder, ignore_errors=True)
     return status if status >= 0 else 128 - status
