@@ -80,7 +80,7 @@ class OperatorNetwork:
     platform_port = 80
     local_port = 17999
     platform_address = "10.99.3.2"
-    dead_address = "10.99.3.9"
+    dead_address = "10.99.3.1"  # the router before it refuses
     gateway_address = "10.99.0.1"
     agent_environment: dict = {}
     hosts = tuple((name, title, addresses(name)) for name, title in TITLES.items())

@@ -3,6 +3,7 @@ import os
 import pathlib
 import re
 import subprocess
+import threading
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 LIMIT_S = 60
@@ -27,10 +28,15 @@ def begin(*words):
 def read_until(process, pattern):
     """The lines up to the one with the pattern, and what it found."""
     lines = []
-    for line in process.stdout:
-        lines.append(line)
-        if found := re.search(pattern, line):
-            return lines, found
+    watchdog = threading.Timer(LIMIT_S, process.kill)
+    watchdog.start()
+    try:
+        for line in process.stdout:
+            lines.append(line)
+            if found := re.search(pattern, line):
+                return lines, found
+    finally:
+        watchdog.cancel()
     raise AssertionError(f"{pattern} never came:\n{''.join(lines)}")
 
 
