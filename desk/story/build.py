@@ -11,6 +11,9 @@ def prepare():
     if "NUVEK_BUILD" in os.environ:
         return
     for command in (["bootstrap"], ["build", "release"]):
-        status = subprocess.run([PROJECT / "script" / command[0], *command[1:]], check=False).returncode
+        try:
+            status = subprocess.run([PROJECT / "script" / command[0], *command[1:]], check=False).returncode
+        except KeyboardInterrupt:
+            status = 130
         if status != 0:
             sys.exit(status)

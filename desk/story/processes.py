@@ -53,13 +53,16 @@ def children_of(parent):
 def end_all_children():
     """Kills until there are none: the children of each one killed become ours."""
     while True:
-        for pid in children_of(os.getpid()):
+        killed = children_of(os.getpid())
+        for pid in killed:
             try:
                 os.kill(pid, signal.SIGKILL)
             except ProcessLookupError:
                 pass
         try:
-            os.waitpid(-1, 0)
+            for _ in killed:
+                os.waitpid(-1, 0)
+            os.waitpid(-1, os.WNOHANG)
         except ChildProcessError:
             return
 
