@@ -94,7 +94,7 @@ std::vector<Question> Conversation::gets_for(Gateway& gateway, Kind kind, bool m
   const bool carries_gets = kind == Kind::kReport || has_code(kind);
   while (may_take && carries_gets && !gateway.wanted.empty() && questions.size() < kMaxGetsPerAnswer) {
     questions.push_back(gateway.wanted.front());
-    gateway.wanted.pop_front();
+    gateway.wanted.erase(gateway.wanted.begin());
   }
   for (Question& question : questions) {
     question.id = fresh_id(gateway);

@@ -47,7 +47,7 @@ void GatewayBook::take_back(Gateway& gateway) {
 
 void GatewayBook::asked(Gateway& gateway, int id, const std::string& path, Time since) {
   gateway.asked.push_back({path, id, since});
-  if (gateway.asked.size() > kMostAsked) gateway.asked.pop_front();
+  if (gateway.asked.size() > kMostAsked) gateway.asked.erase(gateway.asked.begin());
 }
 
 void GatewayBook::begin_anew() {

@@ -2,10 +2,10 @@
 #ifndef NUVEK_DESK_GATEWAY_BOOK_H
 #define NUVEK_DESK_GATEWAY_BOOK_H
 
-#include <deque>
 #include <functional>
 #include <list>
 #include <unordered_map>
+#include <vector>
 
 #include "exchange.h"
 
@@ -58,8 +58,8 @@ struct Gateway {
     std::array<size_t, kKindNames.size()> answered{};  // steps of codes and Gets that were used up
     std::array<size_t, kKindNames.size()> replayed{};
   } turns;
-  std::deque<Question> wanted;  // wait for the next contact
-  std::deque<Question> asked;   // wait for their answer
+  std::vector<Question> wanted;  // wait for the next contact
+  std::vector<Question> asked;   // wait for their answer
 
   Time first_seen;
   Time last_seen;
@@ -78,7 +78,7 @@ struct Gateway {
   Fact trace_route;
   Counts counts;          // by now
   Counts counts_at_fact;  // when `counters` came
-  std::deque<BackOff> back_off;
+  std::vector<BackOff> back_off;
   int refusals = 0;
 };
 

@@ -52,7 +52,7 @@ void note_back_off(Gateway& gateway, const Exchange& exchange, std::optional<int
   if (code != -3 && code != -2) return;
   const int expected_s = kFirstBackOff_s << std::min(gateway.refusals++, kLastDoubling);
   gateway.back_off.push_back({exchange.number, exchange.time, *code, expected_s, 0, 0});
-  if (gateway.back_off.size() > kMostBackOffs) gateway.back_off.pop_front();
+  if (gateway.back_off.size() > kMostBackOffs) gateway.back_off.erase(gateway.back_off.begin());
 }
 
 void note_result(Gateway& gateway, const Exchange& exchange, const Json& params, std::optional<int> code) {

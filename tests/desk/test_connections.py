@@ -231,3 +231,13 @@ def test_gets_that_a_connection_leaves_open_are_bounded(start):
             connection.ask(report())
         line = platform.journal(at_least=11)[9]
         assert line["kind"] == "GetResponse" and len(line["verdict"]) == 72
+
+
+def test_a_gateway_costs_less_than_two_kilobytes(start):
+    platform = start("Report: {}")
+    with platform.connect() as connection:
+        connection.ask(report())
+        before = memory_kb(platform)
+        for number in range(3000):
+            connection.ask(report(uuid="%08x" % number + UUID[8:]))
+        assert memory_kb(platform) - before < 6000
