@@ -16,20 +16,21 @@ ANSWERS = {"Inform0": "Inform0Response", "SiteSpeed": "ResultResponse", "TraceRo
 # Name, what it asks of the platform, what the gateway does when it is broken.
 RULES = (
     ("answer", "every message is answered in time", "it waits on, and repeats a registration on every turn of its loop"),
-    ("connection", "the platform leaves closing to the gateway", "it takes the message for sent and hears nothing; a "
-                                                                   "registration is repeated on every turn"),
+    ("connection", "the platform leaves closing to the gateway",
+     "it takes the message for sent and hears nothing; a registration is repeated on every turn"),
     ("one block", "head and body leave in one piece", "it takes one receive for the whole answer: the rest is lost"),
     ("http", "an answer begins with HTTP/1.1", "it finds no response in the block and drops it; the connection stays"),
     ("status", "every message is answered 200 OK", "it closes at 404, and passes over any other status"),
     ("size", f"an answer has at most {BLOCK_LIMIT} bytes", "it drops the whole block; the connection stays"),
     ("length", "Content-Length is the body's length", "it takes the answer for cut, drops it and closes"),
-    ("array", "the body is one array of flat messages that the gateway knows", "it drops the answer, or passes over the message, "
-                                                                              "or cuts a text"),
-    ("identifiers", "an answer carries the identifier of its message", "it counts the answer for another measurement, or for "
-                                                                       "none"),
+    ("array", "the body is one array of flat messages that the gateway knows",
+     "it drops the answer, or passes over the message, or cuts a text"),
+    ("identifiers", "an answer carries the identifier of its message",
+     "it counts the answer for another measurement, or for none"),
     ("codes", "a code is one that exists", "it stores the code, and holds its measurements back until a later 0"),
     ("results", "every result gets a ResultResponse", "it counts neither a success nor a failure"),
-    ("registration", "an Inform0 is acknowledged with a RegID and code 0", "it registers on every turn of its loop, once a second"),
+    ("registration", "an Inform0 is acknowledged with a RegID and code 0",
+     "it registers on every turn of its loop, once a second"),
     ("bad moments", "a cut connection, half a message or a restart change nothing for the next one",
      "it is not heard until the platform is restarted"),
 )

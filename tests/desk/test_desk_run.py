@@ -1,8 +1,10 @@
 """script/run, script/desk and script/agent: fast stories, and words that are understood before any work."""
+import os
 import re
+import subprocess
 
 import pytest
-from project import PROJECT, run
+from project import PROJECT, environment, run
 
 BACK_OFFS = str(PROJECT / "desk" / "platform_server" / "scenarios" / "back_offs.yaml")
 
@@ -12,6 +14,18 @@ BACK_OFFS = str(PROJECT / "desk" / "platform_server" / "scenarios" / "back_offs.
 def test_a_story_comes_true_with_the_clock_running_fast(words):
     done = run("run", "--fast", *words)
     assert done.returncode == 0, done.stdout + done.stderr
+    assert "The story came true" in done.stdout
+
+
+def test_an_ordinary_user_gets_the_operator_network_where_the_system_allows_it():
+    # Root plays nobody; what it is for everyone else is decided by the system's own tool.
+    as_user = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"] if os.geteuid() == 0 else []
+    allowed = subprocess.run([*as_user, "unshare", "-Urnm", "mount", "-t", "tmpfs", "none", "/mnt"], check=False,
+                             stderr=subprocess.DEVNULL).returncode == 0
+    done = subprocess.run([*as_user, PROJECT / "script" / "run", "--fast"], cwd="/", env=environment(), capture_output=True,
+                          text=True, timeout=60, check=False)
+    assert done.returncode == 0, done.stdout + done.stderr
+    assert ("(in a user namespace)" in done.stdout) == allowed
     assert "The story came true" in done.stdout
 
 
