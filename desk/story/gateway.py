@@ -1,7 +1,6 @@
 """The desk's gateway: its root folder, its store, its helper programs, and the agent."""
 import json
 import os
-import pathlib
 import shutil
 import signal
 import subprocess
