@@ -263,8 +263,13 @@ class Gateway(Surroundings):
     def wait_log(self, line, times=1):
         self.until(lambda: self.log().count(line) >= times, "%d times the log line %s" % (times, line))
 
+    def open_files(self):
+        """What each of its descriptors is."""
+        folder = "/proc/%d/fd" % self.agent.pid
+        return [os.readlink(os.path.join(folder, name)) for name in os.listdir(folder)]
+
     def descriptors(self):
-        return len(os.listdir("/proc/%d/fd" % self.agent.pid))
+        return len(self.open_files())
 
     def state(self):
         """Where each thread waits and the end of what is known, for the message of a failure."""

@@ -3,7 +3,11 @@ import os
 import socket
 import time
 
-from messages import ACKNOWLEDGED_STORE, LOCATED_STORE, NOW, PRIMARY, SECONDARY, DEVICE_STORE, answer, inform0, inform0_response, period_report, speed_result
+import pytest
+
+import lockstep
+from messages import (ACKNOWLEDGED_STORE, DEVICE_STORE, LOCATED_STORE, NOW, PRIMARY, SECONDARY, answer, inform0, inform0_response,
+                      period_report, speed_result)
 from realtime import SLOW, WAIT_S, FreeGateway, wait_for
 from test_results import MEASURED, PIDOF, SPEED, TRACE
 
@@ -160,3 +164,15 @@ def test_the_end_comes_at_once_while_a_helper_program_hangs(gateway):
     link.answer(answer(inform0_response()))
     agent.wait_record(PIDOF)
     agent.stop()
+
+
+def test_the_watchdog_of_the_lock_step_names_where_each_thread_is(gateway, monkeypatch):
+    """Only what hangs for good meets it; here it is near."""
+    monkeypatch.setattr(lockstep, "WATCHDOG_S", HELD_S)
+    agent = gateway(DEVICE_STORE)
+    agent.program("insmod", "exec sleep 1000")
+    with pytest.raises(lockstep.Stuck) as stuck:
+        agent.start()
+    assert "main thread: runs since it was let go from: system insmod" in str(stuck.value)
+    assert "timer thread: sleep 100000" in str(stuck.value)
+    agent.kill()

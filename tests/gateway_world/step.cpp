@@ -1,5 +1,6 @@
 #include "step.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <semaphore.h>
 #include <sys/socket.h>
@@ -122,6 +123,7 @@ int Answer::error() const {
 void begin() {
   const char* list = getenv("NUVEK_WORLD_CHANNELS");
   if (list == nullptr || sscanf(list, "%d %d", &g_channels[0], &g_channels[1]) != kThreads) give_up("no channels");
+  for (const int channel : g_channels) fcntl(channel, F_SETFD, FD_CLOEXEC);
   for (sem_t& begun : g_begun) sem_init(&begun, 0, 0);
 }
 
