@@ -1,5 +1,6 @@
 """Plays a story on the desk: see script/run."""
 import argparse
+import os
 import pathlib
 import sys
 import time
@@ -10,7 +11,7 @@ from desk.story.build import prepare
 from desk.story.clock import FAST, GatewayClock
 from desk.story.console import StoryFailed, step, tell
 from desk.story.control import Control
-from desk.story.gateway import Gateway
+from desk.story.gateway import BIN, Gateway
 from desk.story.network import build_network
 from desk.story.platform import Platform
 from desk.story.processes import guarded
@@ -31,11 +32,14 @@ def read_arguments():
     parser.add_argument("--stay", action="store_true", help="keep the desk up afterwards, for driving it with a browser and "
                                                             "script/desk")
     parser.add_argument("--loopback", action="store_true", help="no network namespaces, also where they are allowed")
+    parser.add_argument("--agent", type=pathlib.Path, metavar="PROGRAM", default=BIN / "nuvek", help="another build's agent")
     arguments = parser.parse_args()
     if arguments.faults and arguments.scenario:
         parser.error("--faults and --scenario are two stories")
     if arguments.scenario and not arguments.scenario.is_file():
         parser.error(f"no such scenario: {arguments.scenario}")
+    if arguments.agent != BIN / "nuvek" and not os.access(arguments.agent, os.X_OK):
+        parser.error(f"no such program: {arguments.agent}")
     return arguments
 
 
@@ -66,7 +70,7 @@ def play(arguments, folder):
     title, story, answers = chosen_story(arguments)
     network = build_network(arguments.loopback, folder)
     tell(network.described)
-    gateway = Gateway(folder, network, GatewayClock(FAST if arguments.fast else 1))
+    gateway = Gateway(folder, network, GatewayClock(FAST if arguments.fast else 1), arguments.agent.absolute())
     platform = Platform(folder, network, answers, options)
     desk = Desk(title, network, gateway, platform)
     try:

@@ -17,8 +17,9 @@ PAST_S = "1600000000"  # a time stamp of long ago: what counts from it is due
 
 
 class Gateway:
-    def __init__(self, folder, network, clock=None):
+    def __init__(self, folder, network, clock=None, agent=BIN / "nuvek"):
         self.network = network
+        self.agent = agent
         self.clock = clock or GatewayClock()
         self.root = folder / "gateway"
         self.log_path = folder / "agent.log"
@@ -38,7 +39,7 @@ class Gateway:
                 **self.clock.helper_environment}
 
     def start(self):
-        command = [*self.network.inside("gw"), *self.clock.command(BIN / "nuvek"), "-v", "on"]
+        command = [*self.network.inside("gw"), *self.clock.command(self.agent), "-v", "on"]
         self.clock.begin()
         with self.log_path.open("a") as log:
             self.process = start(command, env=self.environment, stdout=log, stderr=log)

@@ -37,6 +37,7 @@ def test_five_back_offs_pass_in_seconds():
 
 
 @pytest.mark.parametrize("words", [["run", "--wrong"], ["run", "--faults", "--scenario", BACK_OFFS], ["run", "--scenario", "none"],
+                                   ["run", "--agent", "none"],
                                    ["desk"], ["desk", "wrong"], ["desk", "answer", "Foo", "0"], ["desk", "post", "x"],
                                    ["desk", "--console", "x", "gateways"], ["desk", "answer", "Report", "close", "0"]],
                          ids=" ".join)
