@@ -84,7 +84,7 @@ class OperatorNetwork:
     gateway_address = "10.99.0.1"
     agent_environment: dict = {}
     hosts = tuple((name, title, addresses(name)) for name, title in TITLES.items())
-    links = tuple((second, first) if second == "lan" else (first, second) for first, second in LINKS)
+    links = (("lan", "gw"), ("gw", "r1"), *LINKS[2:])  # away from the client
 
     def __init__(self, folder):
         self.described = "an operator network: LAN client, gateway, two routers, platform host, name server"

@@ -85,8 +85,13 @@ class Watch:
             except (Refused, StoryFailed) as failure:
                 tell(f"{name} does not come up: {failure}")
 
+    def is_in_front(self):
+        """Whoever reads from a terminal in the background is stopped."""
+        terminal = self.input.fileno()
+        return not os.isatty(terminal) or os.tcgetpgrp(terminal) == os.getpgrp()
+
     def read_input(self):
-        if self.input is None or not select.select([self.input], [], [], 0)[0]:
+        if self.input is None or not self.is_in_front() or not select.select([self.input], [], [], 0)[0]:
             return
         text = os.read(self.input.fileno(), 1024)
         if not text:
