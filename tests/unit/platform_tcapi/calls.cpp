@@ -63,6 +63,12 @@ Function* next(Function*& found, const char* name) {
   return found;
 }
 
+// For files of any size, where the C library has a name of its own for that.
+template <typename Function>
+Function* next_for_large_files(Function*& found, const char* large_name, const char* name) {
+  return next(found, large_name) != nullptr ? found : next(found, name);
+}
+
 mode_t mode_of(int flags, va_list arguments) {
   return (flags & O_CREAT) != 0 ? static_cast<mode_t>(va_arg(arguments, int)) : 0;
 }
@@ -94,9 +100,13 @@ std::string names() {
   static decltype(::name)* s_##name; \
   const auto call_##name = next(s_##name, symbol)
 
+#define NEXT_FOR_LARGE_FILES(name)   \
+  static decltype(::name)* s_##name; \
+  const auto call_##name = next_for_large_files(s_##name, #name "64", #name)
+
 // The sources are built for files of any size: these two go by their 64-bit names.
 extern "C" int open(const char* path, int flags, ...) {
-  NEXT(open, "open64");
+  NEXT_FOR_LARGE_FILES(open);
   va_list arguments;
   va_start(arguments, flags);
   const mode_t mode = mode_of(flags, arguments);
@@ -105,7 +115,7 @@ extern "C" int open(const char* path, int flags, ...) {
 }
 
 extern "C" int openat(int folder, const char* path, int flags, ...) {
-  NEXT(openat, "openat64");
+  NEXT_FOR_LARGE_FILES(openat);
   va_list arguments;
   va_start(arguments, flags);
   const mode_t mode = mode_of(flags, arguments);
