@@ -21,6 +21,7 @@ def read_arguments():
                                                               "missing helper programs, power cut")
     parser.add_argument("--stay", action="store_true", help="keep the desk up afterwards, for trying things by hand")
     parser.add_argument("--loopback", action="store_true", help="no network namespaces, also where they are allowed")
+    parser.add_argument("--agent", type=pathlib.Path, default=BIN / "nuvek", help="another build's agent")
     return parser.parse_args()
 
 
@@ -55,7 +56,7 @@ def play(arguments, folder):
     step("The desk is set up")
     network = build_network(arguments.loopback)
     tell(network.described)
-    gateway = Gateway(folder, network)
+    gateway = Gateway(folder, network, arguments.agent.resolve())
     platform = Platform(folder, network, "faults.yaml" if arguments.faults else "story.yaml")
     try:
         (faults if arguments.faults else tale).play(network, gateway, platform)

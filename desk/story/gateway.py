@@ -15,8 +15,9 @@ PAST_S = "1600000000"  # a time stamp of long ago: what counts from it is due
 
 
 class Gateway:
-    def __init__(self, folder, network):
+    def __init__(self, folder, network, agent=BIN / "nuvek"):
         self.network = network
+        self.agent = agent
         self.root = folder / "gateway"
         self.log_path = folder / "agent.log"
         self.store = self.root / "var" / "lib" / "tcapi"
@@ -32,7 +33,7 @@ class Gateway:
 
     def start(self):
         with self.log_path.open("a") as log:
-            self.process = subprocess.Popen([*self.network.inside("gw"), BIN / "nuvek", "-v", "on"],
+            self.process = subprocess.Popen([*self.network.inside("gw"), self.agent, "-v", "on"],
                                             env=self.environment, stdout=log, stderr=log, start_new_session=True)
 
     def is_alive(self):
