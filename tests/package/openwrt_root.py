@@ -33,7 +33,9 @@ RC_COMMON = """#!/bin/sh
 . /lib/functions.sh
 procd_open_instance() { :; }
 procd_set_param() { local kind=$1; shift; eval "$kind=\\$*"; }
-procd_close_instance() { (while :; do env $env $command -v on >>/tmp/log 2>&1; sleep 1; done) </dev/null >/dev/null 2>&1 & }
+procd_close_instance() {
+  sh -c "while :; do env $env $command -v on >>/tmp/log 2>&1; sleep 1; done" </dev/null >/dev/null 2>&1 &
+}
 procd_add_reload_trigger() { :; }
 . "$1"
 start() { start_service; }
@@ -92,7 +94,7 @@ class Gateway:
 
     def boot(self):
         """What a boot takes away, and what starts at one."""
-        self.run("sh", "-c", "kill -9 $(ps | sed -n 's/^ *\\([0-9]*\\) .*rc.common.*/\\1/p') $(pidof nuvek) 2>/dev/null; true")
+        self.run("sh", "-c", "kill -9 $(ps | sed -n 's/^ *\\([0-9]*\\) .*whil[e] :.*/\\1/p') $(pidof nuvek) 2>/dev/null; true")
         for path in self.path("/tmp").iterdir():
             shutil.rmtree(path) if path.is_dir() else path.unlink()
         self.run("/etc/init.d/nuvek", "start")

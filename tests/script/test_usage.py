@@ -7,7 +7,7 @@ import pytest
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ["NUVEK_BUILD"])
-SCRIPTS = sorted(path for path in [*(PROJECT / "script").iterdir(), PROJECT / ".ci/run", PROJECT / "tests/package/run",
+SCRIPTS = sorted(path for path in [*(PROJECT / "script").iterdir(), PROJECT / ".ci/run", PROJECT / "tests/package/run", PROJECT / "tests/package/porting_walk",
                                    *(PROJECT / "package/helpers").iterdir()] if os.access(path, os.X_OK))
 PROGRAMS = [BUILD / "generated/nuvek-status", BUILD / "bin/tcapi", BUILD / "bin/nuvek-platform"]
 LIMIT_S = 20  # far less than any of them works
