@@ -120,10 +120,8 @@ class Gateway:
 
 
 def scratch():
-    """A folder that goes away with the measurement; in memory where the machine has such a place, so that a slow disk
-    does not measure itself."""
-    shm = pathlib.Path("/dev/shm")
-    return tempfile.TemporaryDirectory(prefix="nuvek-bench-", dir=shm if os.access(shm, os.W_OK) else None)
+    """A folder that goes away with the measurement; the keeper's are in memory, so that a slow disk does not measure itself."""
+    return tempfile.TemporaryDirectory(prefix="nuvek-bench-")
 
 
 def require(program):

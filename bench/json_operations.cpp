@@ -40,17 +40,17 @@ void rapidjson_parse(const char* text) {
 }
 
 json::Text build() {
-  json::Message message;
-  json_AddStringToObject(message.root(), "RPCMethod", "Inform0");
-  json_AddNumberToObject(message.root(), "ID", kId);
-  json_AddStringToObject(message.root(), "ObjectPath", "NUVEK.DeviceInfo");
-  json_value* device = json_new_object();
+  json::Value message = json::Value::object();
+  json_AddStringToObject(message, "RPCMethod", "Inform0");
+  json_AddNumberToObject(message, "ID", kId);
+  json_AddStringToObject(message, "ObjectPath", "NUVEK.DeviceInfo");
+  json::Value device = json::Value::object();
   for (const auto& member : kMembers) json_AddStringToObject(device, member[0], member[1]);
-  json_value* wrapper = json_new_object();
-  json_AddItemToObject(wrapper, "DeviceInfo", device);
-  json_value* params = json_new_object();
-  json_AddItemToObject(params, "NUVEK", wrapper);
-  json_AddItemToObject(message.root(), "Params", params);
+  json::Value wrapper = json::Value::object();
+  json_AddItemToObject(wrapper, "DeviceInfo", std::move(device));
+  json::Value params = json::Value::object();
+  json_AddItemToObject(params, "NUVEK", std::move(wrapper));
+  json_AddItemToObject(message, "Params", std::move(params));
   return message.text();
 }
 

@@ -11,12 +11,12 @@
 #include <filesystem>
 #include <fstream>
 
-#include "agent/base/config.h"
+#include "agent/base/config_steps.h"
 #include "agent/base/counters.h"
 #include "agent/main/main_loop.h"
-#include "agent/report/registration.h"
-#include "agent/rpc/response.h"
-#include "agent/timer/timer.h"
+#include "agent/report/registration_steps.h"
+#include "agent/rpc/response_steps.h"
+#include "agent/timer/timer_steps.h"
 #include "bench/operations.h"
 #include "platform/site.h"
 #include "platform/tcapi.h"
@@ -24,7 +24,6 @@
 namespace {
 
 constexpr int kSocket = 3;  // any descriptor above 0; nothing is ever sent on it
-constexpr int kMostEntries = 64;
 
 size_t g_sent_bytes;  // of the last message
 std::string g_folder;
@@ -41,23 +40,28 @@ Ticks g_ticks;
 std::string get_block(const std::string& path) {
   const std::string body = R"(["u",{"RPCMethod":"Get","ID":12345678,"ObjectPath":")" + path + R"("}])";
   return "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: " + std::to_string(body.size()) +
-         "\r\n\r\n" + body;
+         "\r\n\r\n" + body + '\0';  // the room that reading in place needs
 }
 
-void answer(const std::string& block) {
+void answer(std::string& block) {
   g_sent_bytes = 0;
   g_server_Arg.fd = kSocket;
-  if (nuvek_parse_RecvData(block.c_str(), &g_devinfo, &g_server_Arg) != 0 || g_sent_bytes == 0) abort();
+  if (nuvek_parse_RecvData(block.data(), &g_devinfo, &g_server_Arg) != 0 || g_sent_bytes == 0) abort();
 }
 
 void add_get(std::vector<Operation>& operations, const std::string& path) {
-  operations.push_back({"Get " + path + " to GetResponse", "nuvek", [block = get_block(path)] { answer(block); }});
+  operations.push_back(
+      {"Get " + path + " to GetResponse", "nuvek", [block = get_block(path)]() mutable { answer(block); }});
 }
 
-void set_table_size(int entries) { tcapi_set("nuvekInterfaceInfo_Common", "Count", std::to_string(entries).c_str()); }
-
-void fill_interface_table() {
-  for (int k = 0; k < kMostEntries; ++k) {
+// A store of its own for each table, with as many entries and no more.
+void take_interface_table(int entries) {
+  const std::string folder = g_folder + "/table" + std::to_string(entries);
+  setenv("TCAPI_STORE", folder.c_str(), 1);
+  std::filesystem::create_directory(folder);
+  std::filesystem::copy_file(NUVEK_BENCH_SEED, folder + "/flash", std::filesystem::copy_options::overwrite_existing);
+  tcapi_set("nuvekInterfaceInfo_Common", "Count", std::to_string(entries).c_str());
+  for (int k = 0; k < entries; ++k) {
     const std::string node = "nuvekInterfaceInfo_Entry" + std::to_string(k);
     for (const char* attr : {"IFName", "PhyAddr", "Mask", "LocalIP", "RemoteIP", "MTU"}) {
       tcapi_set(node.c_str(), attr, strcmp(attr, "MTU") == 0 ? "1500" : "192.168.1.1");
@@ -124,12 +128,11 @@ void add_messages(std::vector<Operation>& operations) {
                           g_server_Arg.fd = -1;
                           loop.turn();
                         }});
-  fill_interface_table();
-  for (const int entries : {0, 1, 2, 4, 8, 16, 32, kMostEntries}) {
+  for (const int entries : {0, 1, 2, 4, 8, 16, 32, 64}) {
     operations.push_back({"Get an interface table of " + std::to_string(entries), "nuvek",
-                          [entries, block = get_block("NUVEK.Interface")] {
+                          [entries, block = get_block("NUVEK.Interface")]() mutable {
                             static int size = -1;
-                            if (size != entries) set_table_size(size = entries);
+                            if (size != entries) take_interface_table(size = entries);
                             answer(block);
                           }});
   }

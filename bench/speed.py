@@ -17,6 +17,8 @@ PACKAGES = ("NUVEK.Counter", "NUVEK.DeviceInfo", "NUVEK.Interface")
 MD5_BUDGET = 0.9  # of the throughput of a well-known library's portable C code
 EXCHANGE_BUDGET = 1.25  # times what the bare responder takes
 START_BUDGET_MS = 4.0  # beyond what the store takes to answer
+TURN_BUDGET = 12000  # instructions of an idle turn
+TABLE_ROWS = (8, 64)  # the longer table costs at most as much for each row as the shorter one
 
 
 def operation_times():
@@ -47,12 +49,16 @@ def operation_counts(folder):
 
 def operation_rows(times, counts):
     """The rows, and the budgets that are broken."""
-    rows, broken = [], []
+    rows, broken, budgets = [], [], count_budgets(counts)
     for name in [*times, *(name for name in counts if name not in times)]:
         subject, by = name.rsplit("/", 1)
         ours = f"{subject}/nuvek"
         taken, instructions = times.get(name), counts[name]
         row = [subject, by, f"{taken / 1000:.3f}" if taken else "-", instructions, "", "", ""]
+        if name in budgets:
+            row[6] = f"<= {budgets[name]} instr."
+            if instructions > budgets[name]:
+                broken.append(f"{subject}: {instructions} instructions")
         if by != "nuvek":
             ratio = times[ours] / taken
             row[4:6] = [f"{ratio:.2f}", f"{counts[ours] / instructions:.2f}"]
@@ -62,6 +68,12 @@ def operation_rows(times, counts):
                     broken.append(f"{subject}: {ratio:.2f} times the time of {by}")
         rows.append(row)
     return rows, broken
+
+
+def count_budgets(counts):
+    """The most instructions that some operations may take."""
+    few, many = (f"Get an interface table of {rows}/nuvek" for rows in TABLE_ROWS)
+    return {"idle turn of the main loop/nuvek": TURN_BUDGET, many: counts[few] * TABLE_ROWS[1] // TABLE_ROWS[0]}
 
 
 def block_with_get(package):

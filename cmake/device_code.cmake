@@ -11,8 +11,12 @@ target_link_libraries(nuvek_device_code INTERFACE nuvek_warnings)
 target_include_directories(nuvek_device_code INTERFACE ${CMAKE_SOURCE_DIR})
 target_compile_options(nuvek_device_code INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
+  # What each lock guards is annotated (agent/base/lock.h).
+  $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>
   # No path of the machine that built it, so that the same sources give the same bytes everywhere.
   -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
+  # On MIPS what is moved out of a loop needs saved registers in most functions: a per cent of the program.
+  $<$<AND:$<CXX_COMPILER_ID:GNU>,$<STREQUAL:${CMAKE_SYSTEM_PROCESSOR},mips>>:-fno-move-loop-invariants>
   -fno-strict-aliasing -ffunction-sections -fdata-sections -fstack-protector-strong
   $<$<CONFIG:Release,MinSizeRel>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fno-asynchronous-unwind-tables>)
 target_link_options(nuvek_device_code INTERFACE

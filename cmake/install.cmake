@@ -3,7 +3,7 @@
 #   agent        the agent, nuvek-status, the systemd units, manual pages and documents
 #   helpers      httpSpeed and traceroute, for a system that has no gateway's own; their folder goes into the agent's PATH
 #   standins     libtcapi.so and libmjson-1.5.so, for a system that has none of its own, and the tool tcapi
-#   desk         the platform server and its scenarios
+#   desk         the platform server, its scenarios and its console's page
 #   development  the contract headers that a device's own libraries must fulfil
 #
 # The unit names the agent's full path, so the prefix belongs to the configure step (-DCMAKE_INSTALL_PREFIX=/usr).
@@ -38,6 +38,8 @@ if(NUVEK_BUILD_DESK)
   install(TARGETS nuvek-platform RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT desk)
   nuvek_install_from_template(desk ${CMAKE_INSTALL_MANDIR}/man1 man/nuvek-platform.1.in)
   install(DIRECTORY desk/platform_server/scenarios DESTINATION share/nuvek COMPONENT desk)
+  # The server looks for it there, seen from its own folder.
+  install(DIRECTORY desk/console/ DESTINATION ${CMAKE_INSTALL_DATADIR}/nuvek/console COMPONENT desk OPTIONAL)
 endif()
 
 install(FILES platform/tcapi.h platform/mjson.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/nuvek COMPONENT development)

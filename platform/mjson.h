@@ -18,12 +18,14 @@ enum json_error {
   JSON_OK = 0,
   JSON_BAD_TREE = 1,  // null argument, a child that has a parent already, or a child its parent cannot take
   JSON_BAD_TEXT = 2,  // the text is not one JSON value (RFC 8259 structure and numbers, nothing after the value)
-  JSON_TOO_DEEP = 3,  // more than JSON_DEPTH_MAX objects and arrays inside one another
+  JSON_TOO_DEEP = 3,  // more than JSON_DEPTH_MAX objects and arrays inside one another, in a library that has a bound
   JSON_NO_MEMORY = 4,
 };
 
-// Objects and arrays inside one another, at most; deeper documents are refused, parsed or built.
-#define JSON_DEPTH_MAX 64
+// Objects and arrays inside one another that every library must take, parsed or built: 1,024 bytes, the longest
+// message, hold no more. The stand-in has no bound, and takes no more of the program's stack for a deep document than
+// for a flat one.
+#define JSON_DEPTH_MAX 512
 
 // Each returns a new value without a parent, owned by the caller, or NULL when memory is out or `text` is NULL. The
 // text is copied. A string made without a parent becomes a label when it is given a child.

@@ -1,7 +1,10 @@
 #include "agent/base/clock.h"
 
+#include <sys/sysinfo.h>
 #include <sys/time.h>
 #include <unistd.h>
+
+#include <cstdio>
 
 #include "agent/base/file.h"
 
@@ -24,6 +27,16 @@ ClockTime now() {
 }
 
 }  // namespace wall_clock
+
+int32_t get_uptime() {
+  struct sysinfo info {};
+  const int result = sysinfo(&info);
+  if (result != 0) {
+    printf("get_uptime code error = %d\n", result);
+    return 0;
+  }
+  return static_cast<int32_t>(info.uptime);
+}
 
 int nuvek_check_timeSync() {
   if (access(file::Path(kTimeSyncMarker).c_str(), F_OK) != 0) return 0;

@@ -27,6 +27,9 @@ constexpr bool is_before(const ClockTime& a, const ClockTime& b) {
 
 }  // namespace wall_clock
 
+// Returns the system's uptime in seconds, 0 when it cannot be read.
+int32_t get_uptime();
+
 // Returns 1 when the clock is synchronised: the marker file exists and the time is past the start of 2017; else 0.
 int nuvek_check_timeSync();
 

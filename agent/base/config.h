@@ -6,13 +6,8 @@
 
 #include "agent/base/records.h"
 
-// Location blocks by number, as nuvekReport keeps them.
-constexpr int32_t kBlockA = 0;
-constexpr int32_t kBlockB = 1;
-
-// Loads both platform domains, each the built-in one where the store has none, and selects the primary. The caller
-// holds the platform link, or no other thread uses it yet.
-void nuvek_load_server();
+// Loads both platform domains, each the built-in one where the store has none, and selects the primary.
+void nuvek_load_server() REQUIRES(g_link_lock);
 
 // Fills a zeroed record from the store, logs it, and mirrors the identity back into the store.
 void nuvek_load_devinfo(DevInfo* devinfo);
@@ -20,21 +15,8 @@ void nuvek_load_devinfo(DevInfo* devinfo);
 // Sets the reported flags of nuvekReport from the store.
 void nuvek_load_reportFlags();
 
-// Writes the identity to node "nuvek_DevInfo" and saves the store.
-void nuvek_save_devinfo(const DevInfo* devinfo);
-
-// Fills block A from node "nuvek_Entry0"; an absent attribute gives an empty text.
-void nuvek_load_gisA(DevInfo* devinfo);
-
-// Fills the blocks for a report and sets reportInfo.GISInterface: mode 1 = block A, "A"; 2 = block B, "B"; 3 = both,
-// "A"; any other mode only empties GISInterface.
+// Fills the blocks of a set (block_bit) for a report, an absent attribute giving an empty text, and makes the first of
+// them the reported one in reportInfo.GISInterface; any other `mode` than 1 to 3 only empties GISInterface.
 void nuvek_load_gisInfo(DevInfo* devinfo, int32_t mode);
-
-// Notes that the platform has acknowledged a location block (0 = A, 1 = B), in memory and in the store, and triggers
-// both measurement tasks.
-void nuvek_set_alreadyReport(int32_t block);
-
-// Logs the identity, one line for each field.
-void nuvek_display_devinfo(const DevInfo* devinfo);
 
 #endif

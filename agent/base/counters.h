@@ -26,6 +26,30 @@ enum Counter : int32_t {
   kSuccessResult,
 };
 
+struct CounterRow {
+  Counter number;
+  const char* name;      // in the store and in messages
+  const char* log_name;  // field tools search the log for the mixed spelling of the last three
+  std::atomic<uint32_t> CntNum::*value;
+};
+constexpr int32_t kCounterCount = 6;
+constexpr CounterRow kCounters[kCounterCount] = {
+    {kSuccessTask, "SuccessTask", "SuccessTask", &CntNum::SuccessTask},
+    {kFailTask, "FailTask", "FailTask", &CntNum::FailTask},
+    {kFailInform, "FailInform", "FailInform", &CntNum::FailInform},
+    {kSuccessInform, "SuccessInform", "successInform", &CntNum::SuccessInform},
+    {kFailResult, "FailResult", "failResult", &CntNum::FailResult},
+    {kSuccessResult, "SuccessResult", "successResult", &CntNum::SuccessResult},
+};
+constexpr const CounterRow& counter_row(int32_t number) { return kCounters[number - 1]; }
+constexpr bool rows_are_in_order() {
+  for (int32_t number = 1; number <= kCounterCount; ++number) {
+    if (counter_row(number).number != number) return false;
+  }
+  return true;
+}
+static_assert(rows_are_in_order(), "a counter's row stands at its number");
+
 extern CntNum g_CntNum;
 extern std::atomic<int32_t> g_cntSaveCount;  // counter changes since the store was last saved for them
 

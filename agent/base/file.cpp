@@ -1,11 +1,72 @@
 #include "agent/base/file.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "agent/base/text.h"
 #include "platform/site.h"
 
 namespace file {
 
-Path::Path(const char* absolute) { snprintf(path_, sizeof path_, "%s%s", site::root(), absolute); }
+namespace {
 
-Stream open(const Path& path, const char* mode) { return Stream(fopen(path.c_str(), mode)); }
+constexpr mode_t kFileMode = 0666;  // less the process's mask, as the C library makes files
+
+// Whether a file can be opened for writing there, or nothing is there yet.
+bool is_writable(const Path& path) {
+  const int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+  if (fd == -1) return errno == ENOENT;
+  close(fd);
+  return true;
+}
+
+bool write_all(int fd, const char* text) {
+  for (size_t left = strlen(text); left != 0;) {
+    const ssize_t written = write(fd, text, left);
+    if (written < 1) return false;
+    text += written;
+    left -= static_cast<size_t>(written);
+  }
+  return true;
+}
+
+}  // namespace
+
+Path::Path(const char* absolute) {
+  text::copy(path_, site::root());
+  const size_t length = strlen(path_);
+  text::copy(path_ + length, sizeof path_ - length, absolute);
+}
+
+Stream open(const Path& path, char* buffer, size_t size) {
+  FILE* stream = fopen(path.c_str(), "re");  // "e": helper programs do not inherit it
+  if (stream == nullptr) return nullptr;
+  setvbuf(stream, buffer, _IOFBF, size);
+  return Stream(stream);
+}
+
+Replacement::Replacement(const Path& path, const Path& beside) : path_(path), beside_(beside), fd_(-1) {
+  if (is_writable(path)) fd_ = ::open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode);
+}
+
+bool Replacement::finish(const char* text) {
+  bool good = write_all(fd_, text) && fsync(fd_) == 0;
+  good = close(fd_) == 0 && good && rename(beside_.c_str(), path_.c_str()) == 0;
+  if (!good) unlink(beside_.c_str());
+  return good;
+}
 
 }  // namespace file
+
+int nuvek_read_file(const char* path, char* buf, size_t size) {
+  buf[0] = '\0';
+  char buffer[64];  // what is longer than that goes straight into `buf`
+  const file::Stream stream = file::open(file::Path(path), buffer);
+  if (stream == nullptr) return 0;
+  const size_t count = fread(buf, 1, size - 1, stream.get());
+  buf[count] = '\0';
+  return static_cast<int>(count);
+}

@@ -23,9 +23,38 @@ struct Close {
 };
 using Stream = std::unique_ptr<FILE, Close>;
 
-// Opens a file as fopen does; empty on failure.
-Stream open(const Path& path, const char* mode);
+// Opens a file for reading, with `buffer` in place of the page of heap that the C library would take; empty on failure.
+// The buffer outlives the stream.
+Stream open(const Path& path, char* buffer, size_t size);
+template <size_t Size>
+Stream open(const Path& path, char (&buffer)[Size]) {
+  return open(path, buffer, Size);
+}
+
+// A file that is written beside the one that it is to replace, and put in its place whole. Once it is open, finish() is
+// called.
+class Replacement {
+ public:
+  Replacement(const Path& path, const Path& beside);
+  Replacement(const Replacement&) = delete;
+  Replacement& operator=(const Replacement&) = delete;
+
+  bool is_open() const { return fd_ != -1; }
+
+  // Writes the text, has it on the disk, and puts it in place. Returns false when a step failed: the old file stays,
+  // and nothing beside it.
+  bool finish(const char* text);
+
+ private:
+  const Path& path_;
+  const Path& beside_;
+  int fd_;
+};
 
 }  // namespace file
+
+// Reads at most size - 1 bytes of a file (an absolute path, under the site's root) into `buf` and terminates them.
+// Returns their number; 0 and an empty text when the file cannot be opened.
+int nuvek_read_file(const char* path, char* buf, size_t size);
 
 #endif

@@ -11,18 +11,17 @@ extern int32_t nuvekDebugPrintf;
 
 namespace logging {
 
-enum class Level { debug, error };
-
 // One log line in the name of `operation`; nothing when both switches are off.
-void write(Level level, const char* operation, int line, const char* format, ...) __attribute__((format(printf, 4, 5)));
+void debug(const char* operation, int line, const char* format, ...) __attribute__((format(printf, 3, 4)));
+void error(const char* operation, int line, const char* format, ...) __attribute__((format(printf, 3, 4)));
 
 }  // namespace logging
 
-#define NUVEK_DEBUG(...) logging::write(logging::Level::debug, __func__, __LINE__, __VA_ARGS__)
-#define NUVEK_ERROR(...) logging::write(logging::Level::error, __func__, __LINE__, __VA_ARGS__)
+#define NUVEK_DEBUG(...) logging::debug(__func__, __LINE__, __VA_ARGS__)
+#define NUVEK_ERROR(...) logging::error(__func__, __LINE__, __VA_ARGS__)
 
 // For a helper that works in the name of the operation which called it.
-#define NUVEK_DEBUG_AS(operation, ...) logging::write(logging::Level::debug, operation, __LINE__, __VA_ARGS__)
-#define NUVEK_ERROR_AS(operation, ...) logging::write(logging::Level::error, operation, __LINE__, __VA_ARGS__)
+#define NUVEK_DEBUG_AS(operation, ...) logging::debug(operation, __LINE__, __VA_ARGS__)
+#define NUVEK_ERROR_AS(operation, ...) logging::error(operation, __LINE__, __VA_ARGS__)
 
 #endif

@@ -1,11 +1,14 @@
-// Owns the process-wide records: the device, the platform connection, the built-in endpoints and the report flags.
-// They are static, of fixed size and zero at start; nothing in them is heap-owned.
+// Owns the process-wide records: the device, the platform connection, the built-in endpoints and the report flags; and
+// the lists of their texts, which loading, storing and the messages go by. The records are static, of fixed size and
+// zero at start; nothing in them is heap-owned.
 #ifndef NUVEK_AGENT_BASE_RECORDS_H
 #define NUVEK_AGENT_BASE_RECORDS_H
 
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+
+#include "agent/base/lock.h"
 
 // One location block. Field names are the store's attribute names and the JSON keys; all texts are NUL-terminated.
 struct GisInfo {
@@ -55,11 +58,16 @@ static_assert(sizeof(DevInfo) == 928 && offsetof(DevInfo, DeviceTime) == 208 && 
                   offsetof(DevInfo, UUID) == 320 && offsetof(DevInfo, reportInfo) == 384,
               "the device's layout");
 
-// The platform connection. Text fields change only while the platform link is held (link/server.h).
+constexpr char kRequestPath[] = "/reg/";
+
+// Held to connect, send, close and choose the server, by whichever thread does (link/server).
+extern Mutex g_link_lock;
+
+// The platform connection.
 struct ServerArg {
-  char hostIp[32];          // dotted IPv4 address last connected to, also the "Host" header
-  char urlPath[32];         // request target of every POST
-  std::atomic<int32_t> fd;  // connected socket, -1 without a connection
+  char hostIp[32] GUARDED_BY(g_link_lock);   // dotted IPv4 address last connected to, also the "Host" header
+  char urlPath[32] GUARDED_BY(g_link_lock);  // request target of every POST: kRequestPath
+  std::atomic<int32_t> fd;                   // connected socket, -1 without a connection; used by link/connection only
 };
 static_assert(sizeof(ServerArg) == 68 && std::atomic<int32_t>::is_always_lock_free, "the device's layout");
 
@@ -94,15 +102,87 @@ extern ServerArg g_server_Arg;
 extern const RemoteSerDomain g_RemoteSerDomain;
 extern NuvekReport nuvekReport;
 
-// The platform domain in use, and the two to choose from: entry 0 primary, entry 1 secondary. They change only while
-// the platform link is held.
-extern char g_platdomain[kDomainSize];
-extern char g_platdomainList[2][kDomainSize];
+// The platform domain in use, and the two to choose from: entry 0 primary, entry 1 secondary.
+extern char g_platdomain[kDomainSize] GUARDED_BY(g_link_lock);
+extern char g_platdomainList[2][kDomainSize] GUARDED_BY(g_link_lock);
 
-// The text that starts at `field` of `record`, read on to the next NUL; the record's end guard bounds it.
+// --- the texts of the records, each named once -----------------------------------------------------------------------
+
+// Where a text stands in its record. `name` is its attribute in the store and its key in a message.
+struct TextField {
+  const char* name;
+  uint16_t offset;
+  uint16_t size;
+};
+
+enum LocationText : uint8_t {
+  kLong,
+  kLat,
+  kAltitudes,
+  kHorizontalError,
+  kVerticalError,
+  kGISInterface,
+  kAreaCode,
+  kGISLockTime,
+  kGISDigest,
+};
+extern const TextField kLocationTexts[9];  // by LocationText
+
+// What a location block consists of in the store and in the key file, in this order; its letter stands behind.
+constexpr LocationText kStoredLocation[] = {kLong,          kLat,      kAltitudes,   kHorizontalError,
+                                            kVerticalError, kAreaCode, kGISLockTime, kGISDigest};
+
+inline const char* text_of(const GisInfo& block, LocationText text) {
+  return reinterpret_cast<const char*>(&block) + kLocationTexts[text].offset;
+}
+inline char* text_of(GisInfo& block, LocationText text) {
+  return reinterpret_cast<char*>(&block) + kLocationTexts[text].offset;
+}
+
+enum DeviceText : uint8_t {
+  kOperatorID,
+  kVendorID,
+  kModelStr,
+  kSoftVer,
+  kSerialNum,
+  kWANMAC,
+  kWanMacRaw,
+  kDevMAC,
+  kDevMacRaw,
+  kUplink,
+  kProtocolVer,
+  kDeviceTime,
+  kRegID,
+};
+extern const TextField kDeviceTexts[13];  // by DeviceText
+
+// The text that starts at `field` of `record`, read on to the next NUL; the record's end guard bounds it. Taken from
+// the record's own bytes: a pointer made from the field alone would end with the field, and the compiler may build on
+// that.
 inline const char* record_text(const DevInfo& record, const char* field) {
   const char* bytes = reinterpret_cast<const char*>(&record);
   return bytes + (field - bytes);
 }
+inline const char* text_of(const DevInfo& record, DeviceText text) {
+  return reinterpret_cast<const char*>(&record) + kDeviceTexts[text].offset;
+}
+
+// --- the location blocks ---------------------------------------------------------------------------------------------
+
+// A block by number, as nuvekReport keeps it.
+enum Block : int32_t { kBlockA = 0, kBlockB = 1 };
+
+struct LocationBlock {
+  const char* letter;   // how the store, the messages and the key file tell it
+  const char* node;     // its node in the store
+  const char* key;      // its heading in the key file
+  const char* package;  // its member in a GetResponse
+  GisInfo ReportInfo::*info;
+  uint8_t NuvekReport::*reported;
+};
+extern const LocationBlock kBlocks[2];  // by Block
+
+// Blocks are asked for as a set, one bit each.
+constexpr int32_t block_bit(Block block) { return 1 << block; }
 
 #endif

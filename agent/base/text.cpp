@@ -14,6 +14,15 @@ void copy(char* destination, size_t size, const char* source) {
   destination[length] = '\0';
 }
 
+void copy_escaped(char* destination, size_t size, const char* source) {
+  size_t whole = 0;  // length of the escapes and characters that fit
+  for (size_t length = 1; source[whole] != '\0'; whole += length) {
+    length = source[whole] != '\\' ? 1 : strnlen(source + whole, source[whole + 1] == 'u' ? 6 : 2);
+    if (whole + length > size - 1) break;
+  }
+  copy(destination, whole + 1, source);
+}
+
 int32_t to_int32(const char* source) {
   const long long value = strtoll(source, nullptr, 10);
   if (value > INT32_MAX) return INT32_MAX;
@@ -30,6 +39,18 @@ uint32_t to_uint32(const char* source) {
   if (magnitude > UINT32_MAX) return UINT32_MAX;
   const uint32_t value = static_cast<uint32_t>(magnitude);
   return negative ? 0U - value : value;
+}
+
+Number::Number(int32_t value) {
+  char* place = digits_ + sizeof digits_ - 1;
+  *place = '\0';
+  uint32_t rest = value < 0 ? 0U - static_cast<uint32_t>(value) : static_cast<uint32_t>(value);
+  do {
+    *--place = static_cast<char>('0' + rest % 10);
+    rest /= 10;
+  } while (rest != 0);
+  if (value < 0) *--place = '-';
+  begin_ = place;
 }
 
 void Builder::append(const char* format, ...) {

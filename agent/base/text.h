@@ -15,12 +15,27 @@ void copy(char (&destination)[Size], const char* source) {
   copy(destination, Size, source);
 }
 
+// The same for a text as it stands in a JSON message (RFC 8259): where the cut would fall into an escape ("\\n",
+// "\\u00e9"), it falls ahead of it, so that what is kept can stand in another message.
+void copy_escaped(char* destination, size_t size, const char* source);
+
 // The number at the start of a text, as the device's strtol(base 10) and atoi read it: white space and a sign may lead,
 // anything may follow, out of range saturates, no digits give 0.
 int32_t to_int32(const char* source);
 
 // The same as the device's strtoul(base 10): a leading minus negates modulo 2^32.
 uint32_t to_uint32(const char* source);
+
+// A number as decimal text.
+class Number {
+ public:
+  explicit Number(int32_t value);
+  const char* c_str() const { return begin_; }
+
+ private:
+  char digits_[12];
+  const char* begin_;
+};
 
 // Product and difference modulo 2^32.
 constexpr int32_t wrapping_product(int32_t a, int32_t b) {

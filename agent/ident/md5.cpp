@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "agent/base/log.h"
+
 namespace {
 
 constexpr size_t kBlockSize = 64;
@@ -173,4 +175,15 @@ void MD5Transform(uint32_t buf[4], const uint32_t in[16]) {
   buf[1] += b;
   buf[2] += c;
   buf[3] += d;
+}
+
+void nuvek_calculate_md5(const char* text, char* out) {
+  memset(out, 0, kMd5TextSize);
+  NUVEK_DEBUG("before MD5 string: %s", text);
+  MD5Context context;
+  uint8_t digest[kMd5DigestSize];
+  MD5Init(&context);
+  MD5Update(&context, text, strlen(text));
+  MD5Final(digest, &context);
+  MD5toString(digest, out);
 }

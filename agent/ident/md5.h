@@ -30,4 +30,7 @@ void MD5Transform(uint32_t buf[4], const uint32_t in[16]);
 // number of characters that the last byte took, 2.
 int MD5toString(const uint8_t digest[kMd5DigestSize], char* out);
 
+// Digests a text into `out` (kMd5TextSize bytes), printed as above.
+void nuvek_calculate_md5(const char* text, char* out);
+
 #endif

@@ -12,7 +12,9 @@
 #include "agent/base/file.h"
 #include "agent/base/log.h"
 #include "agent/base/store.h"
+#include "agent/base/store_names.h"
 #include "agent/base/text.h"
+#include "agent/ident/uuid_steps.h"
 
 namespace {
 
@@ -126,19 +128,20 @@ void nuvek_macStrToNum(const char* mac, uint8_t* out) {
 
 int nuvek_create_uuid(DevInfo* devinfo) {
   char uuid[kUuidTextSize] = "";
-  uint8_t node[kMacSize] = {};
-  nuvek_macStrToNum(record_text(*devinfo, devinfo->DevMacRaw), node);
-  uuid_generateUuidStr(uuid, sizeof uuid, node);
+  uint8_t mac[kMacSize] = {};
+  nuvek_macStrToNum(text_of(*devinfo, kDevMacRaw), mac);
+  uuid_generateUuidStr(uuid, sizeof uuid, mac);
   text::copy(devinfo->UUID, uuid);
-  store::write("nuvek_Common", "UUID", devinfo->UUID);
-  store::commit("nuvek_Common");
+  store::write(node::kCommon, attr::kUuid, devinfo->UUID);
+  store::commit(node::kCommon);
   return store::save();
 }
 
 int nuvek_getRandomUuid(char* out, size_t size) {
   constexpr char kSource[] = "/proc/sys/kernel/random/uuid";
   const file::Path path(kSource);
-  const file::Stream source = file::open(path, "r");
+  char buffer[64];
+  const file::Stream source = file::open(path, buffer);
   if (source == nullptr) {
     NUVEK_ERROR("failed to open file %s", path.c_str());
     return 0;

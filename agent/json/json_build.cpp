@@ -1,78 +1,87 @@
 #include "agent/json/json_build.h"
 
-#include <charconv>
 #include <cstdio>
 
-namespace {
-
-// Set when a member of the message in the making was lost.
-thread_local bool t_incomplete;
-
-// Inserts and keeps the ownership simple: a child that is refused is gone.
-int insert(json_value* parent, json_value* child) {
-  const int result = json_insert_child(parent, child);
-  if (result != JSON_OK) {
-    t_incomplete = true;
-    json_free_value(&child);
-  }
-  return result;
-}
-
-// Label first, then the value under the label, then the label under the object.
-int add_member(json_value* object, json_value* label, json_value* value) {
-  insert(label, value);
-  return insert(object, label);
-}
-
-void print_number(char (&digits)[64], int32_t value) { *std::to_chars(digits, digits + 63, value).ptr = '\0'; }
-
-}  // namespace
-
-int json_AddItemToObject(json_value* object, const char* name, json_value* value) {
-  return add_member(object, json_new_string(name), value);
-}
-
-int json_AddStringToObject(json_value* object, const char* name, const char* value) {
-  json_value* label = json_new_string(name);
-  return add_member(object, label, json_new_string(value));
-}
-
-int json_AddNumberToObject(json_value* object, const char* name, int32_t value) {
-  char digits[64];
-  print_number(digits, value);
-  json_value* label = json_new_string(name);
-  return add_member(object, label, json_new_number(digits));
-}
-
-int json_AddStringObjectToArray(json_value* parent, const char* name, const char* value) {
-  json_value* object = json_new_object();
-  json_AddStringToObject(object, name, value);
-  return insert(parent, object);
-}
-
-int json_AddNumberObjectToArray(json_value* parent, const char* name, int32_t value) {
-  json_value* object = json_new_object();
-  json_AddNumberToObject(object, name, value);
-  return insert(parent, object);
-}
+#include "agent/base/text.h"
 
 namespace json {
 
-int append(json_value* array, json_value* element) { return insert(array, element); }
+// What the helpers below may do to a value.
+struct Builder {
+  // Inserts and keeps the ownership simple: a child that is refused is gone, and `value` has lost a member.
+  static int insert(Value& value, json_value* parent, json_value* child) {
+    const int result = json_insert_child(parent, child);
+    if (result != JSON_OK) {
+      value.lost_ = true;
+      json_free_value(&child);
+    }
+    return result;
+  }
 
-Message::Message() : root_(json_new_object()) { t_incomplete = false; }
+  // Label first, then the value under the label, then the label under the object.
+  static int add_member(Value& object, json_value* label, json_value* member) {
+    insert(object, label, member);
+    return insert(object, object.tree_.get(), label);
+  }
 
-Text Message::text() const {
-  if (t_incomplete) return nullptr;
+  static int append(Value& array, json_value* element) { return insert(array, array.tree_.get(), element); }
+
+  // What `parent` is to take over: the tree, and the knowledge of what is missing from it.
+  static json_value* hand_over(Value& parent, Value&& item) {
+    parent.lost_ |= item.lost_;
+    return item.tree_.release();
+  }
+};
+
+Text Value::text() const {
+  if (lost_) return nullptr;
   char* printed = nullptr;
-  json_tree_to_string(root(), &printed);
+  json_tree_to_string(tree_.get(), &printed);
   return Text(printed);
 }
 
-void Message::print_body(char* body, size_t size, const char* uuid) const {
+void Value::print_body(char* body, size_t size, const char* uuid) const {
   body[0] = '\0';
   const Text message = text();
   if (message != nullptr) snprintf(body, size, "[\"%s\",%s]", uuid, message.get());
 }
 
+int Value::free() {
+  json_value* root = tree_.release();
+  return json_free_value(&root);
+}
+
 }  // namespace json
+
+using json::Builder;
+
+int json_AddItemToObject(json::Value& object, const char* name, json::Value&& item) {
+  json_value* label = json_new_string(name);
+  return Builder::add_member(object, label, Builder::hand_over(object, std::move(item)));
+}
+
+int json_AddStringToObject(json::Value& object, const char* name, const char* value) {
+  json_value* label = json_new_string(name);
+  return Builder::add_member(object, label, json_new_string(value));
+}
+
+int json_AddNumberToObject(json::Value& object, const char* name, int32_t value) {
+  json_value* label = json_new_string(name);
+  return Builder::add_member(object, label, json_new_number(text::Number(value).c_str()));
+}
+
+int json_AddItemToArray(json::Value& array, json::Value&& item) {
+  return Builder::append(array, Builder::hand_over(array, std::move(item)));
+}
+
+int json_AddStringObjectToArray(json::Value& parent, const char* name, const char* value) {
+  json::Value object = json::Value::object();
+  json_AddStringToObject(object, name, value);
+  return json_AddItemToArray(parent, std::move(object));
+}
+
+int json_AddNumberObjectToArray(json::Value& parent, const char* name, int32_t value) {
+  json::Value object = json::Value::object();
+  json_AddNumberToObject(object, name, value);
+  return json_AddItemToArray(parent, std::move(object));
+}

@@ -18,14 +18,22 @@ bool nuvek_json_get_value(const char* json, const char* key, char (&out)[Size]) 
 
 namespace json {
 
-// The same in two steps, for a reader of several members: the tree of a text, empty when it does not parse, and the
-// value of one member. `no_memory`, when given, tells whether that was for want of memory.
-Tree parse(const char* text, bool* no_memory = nullptr);
-void copy_value(const Tree& object, const char* key, char* out, size_t size);
-template <size_t Size>
-void copy_value(const Tree& object, const char* key, char (&out)[Size]) {
-  copy_value(object, key, out, Size);
-}
+// The same in two steps, for a reader of several members.
+class Document {
+ public:
+  explicit Document(const char* text);
+  bool no_memory() const { return no_memory_; }
+
+  void copy(const char* key, char* out, size_t size) const;
+  template <size_t Size>
+  void copy(const char* key, char (&out)[Size]) const {
+    copy(key, out, Size);
+  }
+
+ private:
+  Tree tree_;  // empty when the text does not parse
+  bool no_memory_;
+};
 
 }  // namespace json
 

@@ -1,12 +1,9 @@
 #include "agent/link/server.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <sys/time.h>
-#include <unistd.h>
 
 #include <cctype>
 #include <cerrno>
@@ -15,53 +12,37 @@
 #include <cstring>
 
 #include "agent/base/config.h"
-#include "agent/base/lock.h"
 #include "agent/base/log.h"
-#include "agent/base/records.h"
 #include "agent/base/text.h"
-#include "platform/site.h"
+#include "agent/link/connection.h"
+#include "agent/link/server_steps.h"
 
 namespace {
 
-constexpr time_t kSendTimeout_s = 1;  // on a blocking socket it bounds connect() too
 constexpr int kAttempts = 2;
 
-Mutex g_link_lock;
-
 }  // namespace
-
-LinkHold::LinkHold() { g_link_lock.lock(); }
-LinkHold::~LinkHold() { g_link_lock.unlock(); }
 
 int nuvek_Link_Remoteserver() {
   char host[kAddressSize] = "";
   nuvek_load_server();
   nuvek_get_platServer(host);
   NUVEK_DEBUG("hostIp:%s", host);
-  int fd = g_server_Arg.fd.exchange(-1);
-  if (fd == -1) fd = nuvek_creatSocket();
+  const int32_t fd = g_connection.begin();
   NUVEK_DEBUG("g_server_Arg.fd:%d", fd);
 
   for (int attempt = 1;; ++attempt) {
-    if (nuvek_connect_Server(&fd, host) == 0) {
+    if (g_connection.connect(host)) {
       text::copy(g_server_Arg.hostIp, host);
-      g_server_Arg.fd = fd;  // only now: the main loop never watches a socket that is still connecting
       return 0;
     }
     if (attempt == kAttempts) break;
-    fd = nuvek_creatSocket();
+    g_connection.begin();
     nuvek_swap_platServer(1, 2);
     nuvek_get_platServer(host);
   }
   NUVEK_ERROR("connect remote server error");
   return -1;
-}
-
-void nuvek_closeServer() {
-  const LinkHold hold;
-  NUVEK_DEBUG("close g_server_Arg.fd:%d", g_server_Arg.fd.load());
-  const int fd = g_server_Arg.fd.exchange(-1);
-  if (fd != -1) close(fd);
 }
 
 void nuvek_get_platServer(char* out) {
@@ -137,37 +118,4 @@ void nuvek_swap_platServer(int number, int count) {
   const int index = number % count;
   text::copy(g_platdomain, g_platdomainList[index]);
   NUVEK_DEBUG("num :%d, max:%d, index:%d, g_platdomain:%s\n", number, count, index, g_platdomain);
-}
-
-int nuvek_creatSocket() {
-  const int fd = socket(AF_INET, SOCK_STREAM, 0);
-  if (fd == -1) {
-    NUVEK_ERROR(" socket() error");
-  } else {
-    fcntl(fd, F_SETFD, FD_CLOEXEC);  // a helper program that runs on must not keep a closed connection open
-  }
-  NUVEK_DEBUG("socketfd:%d", fd);
-  return fd;
-}
-
-int nuvek_connect_Server(const int* fd, const char* address) {
-  if (address == nullptr) {
-    NUVEK_DEBUG("ipaddr is null");
-    return -1;
-  }
-  NUVEK_DEBUG("fd :%d ipaddr:%s", *fd, address);
-  sockaddr_in server{};
-  server.sin_family = AF_INET;
-  server.sin_port = htons(site::platform_port());
-  // Some C libraries' inet_pton() leaves the first four parts of "1.2.3.4.5" behind when it refuses it.
-  if (inet_pton(AF_INET, address, &server.sin_addr) != 1) server.sin_addr.s_addr = 0;
-  const timeval timeout{kSendTimeout_s, 0};
-  setsockopt(*fd, SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
-  if (connect(*fd, reinterpret_cast<const sockaddr*>(&server), sizeof server) == 0) {
-    NUVEK_DEBUG("connect %s success...", address);
-    return 0;
-  }
-  perror("connect");
-  if (*fd != -1) close(*fd);
-  return -1;
 }

@@ -1,6 +1,5 @@
 #include "agent/local/local_server.h"
 
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/select.h>
@@ -11,10 +10,12 @@
 #include <cstdio>
 #include <cstring>
 
+#include "agent/base/descriptor.h"
 #include "agent/base/log.h"
 #include "agent/base/text.h"
 #include "agent/json/json_build.h"
 #include "agent/json/json_value.h"
+#include "agent/local/local_server_steps.h"
 #include "agent/local/location.h"
 #include "platform/site.h"
 
@@ -91,12 +92,11 @@ const char* receive_message(int fd, char (&buffer)[kLocalMessageSize + 1]) {
 }  // namespace
 
 int nuvek_InitLocalServer() {
-  const int fd = socket(AF_INET, SOCK_STREAM, 0);
+  const int fd = descriptor::new_socket();
   if (fd == -1) {
     NUVEK_ERROR("build TCP socket() error!!");
     return -1;
   }
-  fcntl(fd, F_SETFD, FD_CLOEXEC);  // helper programs must not keep the port
   const int32_t on = 1;
   if (setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0) {
     NUVEK_ERROR("setsockopt failed with errno=%d", errno);
@@ -105,6 +105,8 @@ int nuvek_InitLocalServer() {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(site::local_port());
+  // The two failures below leave the socket open: its port, where it has one, stays taken, and the operator's tools
+  // look for it there.
   if (bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
     NUVEK_ERROR("bind failed with errno=%d", errno);
     return -1;
@@ -117,14 +119,11 @@ int nuvek_InitLocalServer() {
 }
 
 void nuvek_localProcess(int listen_fd) {
-  sockaddr_in peer{};
-  socklen_t peer_size = sizeof peer;
-  const int accepted = accept(listen_fd, reinterpret_cast<sockaddr*>(&peer), &peer_size);
+  const int accepted = descriptor::accept_connection(listen_fd);
   if (accepted < 0) {
     perror("accept() error\n");
     return;
   }
-  fcntl(accepted, F_SETFD, FD_CLOEXEC);
   const Connection connection(accepted);
   notice_when_gone(accepted);
   if (!wait_for_data(connection.fd())) return;
@@ -144,14 +143,13 @@ void nuvek_localProcess(int listen_fd) {
 int nuvek_local_response(const char* request, int fd, int result) {
   char id[32] = "";
   const bool was_read = nuvek_json_get_value(request, "ID", id);
-  json::Message answer;
-  json_AddNumberToObject(answer.root(), "Result", result);
-  json_AddNumberToObject(answer.root(), "ID", text::to_int32(id));
+  json::Value answer = json::Value::object();
+  json_AddNumberToObject(answer, "Result", result);
+  json_AddNumberToObject(answer, "ID", text::to_int32(id));
   // An answer to nobody's identifier is worse than none.
   if (const json::Text text = was_read ? answer.text() : json::Text()) {
     NUVEK_DEBUG("local response:%s ", text.get());
     if (send(fd, text.get(), strlen(text.get()), 0) == -1) perror("send");
   }
-  json_value* root = answer.release();
-  return json_free_value(&root);
+  return answer.free();
 }

@@ -14,7 +14,4 @@ int nuvek_InitLocalServer();
 // hold no message are discarded until one does or the client closes.
 void nuvek_localProcess(int listen_fd);
 
-// Sends {"Result":result,"ID":<the request's "ID">} on the connection. Returns the result of json_free_value.
-int nuvek_local_response(const char* request, int fd, int result);
-
 #endif

@@ -2,16 +2,34 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <initializer_list>
 
 #include "agent/base/log.h"
 #include "agent/base/store.h"
+#include "agent/base/store_names.h"
 #include "agent/base/text.h"
 #include "agent/json/json_value.h"
+#include "agent/local/location_steps.h"
 
 namespace {
 
-constexpr char kNode[] = "nuvek_Entry0";
+const LocationBlock& kPosted = kBlocks[kBlockA];  // what is posted becomes block A
+
+// A message's members and the texts that they become.
+struct Member {
+  char name[16];
+  LocationText text;
+};
+constexpr Member kMembers[] = {
+    {"Longitude", kLong},
+    {"Latitude", kLat},
+    {"HorizontalError", kHorizontalError},
+    {"AltitudeError", kVerticalError},
+    {"AreaCode", kAreaCode},
+    {"GISDigest", kGISDigest},
+    {"Elevation", kAltitudes},
+    {"TimeStamp", kGISLockTime},
+};
 
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
@@ -41,46 +59,29 @@ void normalise(char (&coordinate)[32]) {
 
 int nuvek_save_node(const char* request, char*, GisInfo* record) {
   char letter[8] = "";
-  store::read(kNode, "GISInterface", letter);
+  store::read(kPosted.node, attr::kGisInterface, letter);
   if (letter[0] != '\0') {
     NUVEK_DEBUG("location locked");
     return kLocationLocked;
   }
-  bool no_memory = false;
-  const json::Tree message = json::parse(request, &no_memory);
-  if (no_memory) {
+  const json::Document message(request);
+  if (message.no_memory()) {
     NUVEK_ERROR("no memory");  // half a location would be locked like a whole one
     return kLocationUnread;
   }
-  json::copy_value(message, "Longitude", record->Long);
-  json::copy_value(message, "Latitude", record->Lat);
-  json::copy_value(message, "HorizontalError", record->HorizontalError);
-  json::copy_value(message, "AltitudeError", record->VerticalError);
-  json::copy_value(message, "AreaCode", record->AreaCode);
-  json::copy_value(message, "GISDigest", record->GISDigest);
-  json::copy_value(message, "Elevation", record->Altitudes);
-  json::copy_value(message, "TimeStamp", record->GISLockTime);
-  text::copy(record->GISInterface, "A");
+  for (const Member& member : kMembers) {
+    message.copy(member.name, text_of(*record, member.text), kLocationTexts[member.text].size);
+  }
+  text::copy(record->GISInterface, kPosted.letter);
   normalise(record->Long);
   normalise(record->Lat);
   display_Coordinate(record);
 
-  const struct {
-    const char* attr;
-    const char* value;
-  } writes[] = {
-      {"Long", record->Long},
-      {"Lat", record->Lat},
-      {"Altitudes", record->Altitudes},
-      {"HorizontalError", record->HorizontalError},
-      {"VerticalError", record->VerticalError},
-      {"AreaCode", record->AreaCode},
-      {"GISLockTime", record->GISLockTime},
-      {"GISDigest", record->GISDigest},
-      {"GISInterface", "A"},
-  };
-  for (const auto& write : writes) store::write(kNode, write.attr, write.value);
-  store::commit(kNode);
+  for (const LocationText text : kStoredLocation) {
+    store::write(kPosted.node, kLocationTexts[text].name, text_of(*record, text));
+  }
+  store::write(kPosted.node, attr::kGisInterface, kPosted.letter);
+  store::commit(kPosted.node);
   store::save();
   return kLocationStored;
 }
@@ -104,13 +105,8 @@ float nuvek_strToFloat(const char* text) {
 }
 
 void display_Coordinate(const GisInfo* record) {
-  NUVEK_DEBUG("tmp->Long:%s\n", record->Long);
-  NUVEK_DEBUG("tmp->Lat:%s\n", record->Lat);
-  NUVEK_DEBUG("tmp->HorizontalError:%s\n", record->HorizontalError);
-  NUVEK_DEBUG("tmp->VerticalError:%s\n", record->VerticalError);
-  NUVEK_DEBUG("tmp->AreaCode:%s\n", record->AreaCode);
-  NUVEK_DEBUG("tmp->GISLockTime:%s\n", record->GISLockTime);
-  NUVEK_DEBUG("tmp->GISDigest:%s\n", record->GISDigest);
-  NUVEK_DEBUG("tmp->Altitudes:%s\n", record->Altitudes);
-  NUVEK_DEBUG("tmp->GISInterface:%s\n", record->GISInterface);
+  for (const LocationText text : {kLong, kLat, kHorizontalError, kVerticalError, kAreaCode, kGISLockTime, kGISDigest,
+                                  kAltitudes, kGISInterface}) {
+    NUVEK_DEBUG("tmp->%s:%s\n", kLocationTexts[text].name, text_of(*record, text));
+  }
 }

@@ -12,11 +12,4 @@ constexpr int kLocationLocked = -3;  // a location is stored already; nothing wa
 // is absent leaves its field as it is. `scratch` is not used. Returns one of the above.
 int nuvek_save_node(const char* request, char* scratch, GisInfo* record);
 
-// Reads a decimal number: an optional minus (no plus), digits, a fraction, an exponent. Reading stops at the first
-// character that does not fit; a text without digits gives 0.
-float nuvek_strToFloat(const char* text);
-
-// Logs a location, one line for each field.
-void display_Coordinate(const GisInfo* record);
-
 #endif

@@ -2,18 +2,20 @@
 // main loop, for ever. Nothing that fails here stops the daemon.
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "agent/base/config.h"
 #include "agent/base/counters.h"
+#include "agent/base/descriptor.h"
 #include "agent/base/file.h"
+#include "agent/base/lock.h"
 #include "agent/base/log.h"
+#include "agent/base/process.h"
 #include "agent/base/records.h"
 #include "agent/base/text.h"
 #include "agent/local/local_server.h"
 #include "agent/main/main_loop.h"
-#include "agent/tasks/result_state.h"
+#include "agent/tasks/back_off.h"
 #include "agent/timer/timer.h"
 
 namespace {
@@ -50,25 +52,31 @@ const char* answer_to(const char* word) {
 void load_speed_test_module() {
   char command[300];
   snprintf(command, sizeof command, "insmod %s", file::Path("/lib/modules/speedtest.ko").c_str());
-  const int result = system(command);  // the module may be loaded already
-  static_cast<void>(result);
+  process::run(command);  // the module may be loaded already
 }
 
 void clear_connection() {
+  const Lock hold(g_link_lock);
   text::copy(g_server_Arg.hostIp, "");
-  text::copy(g_server_Arg.urlPath, "/reg/");
+  text::copy(g_server_Arg.urlPath, kRequestPath);
   g_server_Arg.fd = -1;
+}
+
+void load_server() {
+  const Lock hold(g_link_lock);
+  nuvek_load_server();
 }
 
 // Returns the local server's listening socket, or -1.
 int start_up(int argc, char** argv) {
+  descriptor::open_standard();
   static char output[1024];                        // in place of a page of heap, held for ever
   setvbuf(stdout, output, _IOLBF, sizeof output);  // a log in a file survives a kill
   parse_options(argc, argv);
   signal(SIGPIPE, SIG_IGN);
   if (timer_init() != 0) NUVEK_ERROR("Init timer fail!");
   load_speed_test_module();
-  nuvek_load_server();
+  load_server();
   nuvek_load_devinfo(&g_devinfo);
   nuvek_load_reportFlags();
   nuvek_init_Counter();

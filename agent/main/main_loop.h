@@ -2,14 +2,6 @@
 #ifndef NUVEK_AGENT_MAIN_MAIN_LOOP_H
 #define NUVEK_AGENT_MAIN_MAIN_LOOP_H
 
-#include <cstdint>
-
-extern int32_t g_lastInformInit;  // 1 once this run has set the first "LastInformTime"
-
-// Sets "LastInformTime" to now, without saving, when the clock is synchronised and the store has none: the report cycle
-// then counts from here.
-void nuvek_seed_lastInformTime();
-
 class MainLoop {
  public:
   // `listen_fd` is the local server's listening socket, or -1 when there is none.

@@ -4,11 +4,13 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "agent/base/lock.h"
 #include "agent/base/store.h"
+#include "agent/base/store_names.h"
 #include "agent/base/text.h"
-#include "agent/json/json_build.h"
 #include "agent/link/http_request.h"
-#include "agent/report/registration.h"
+#include "agent/report/device_info.h"
+#include "agent/rpc/get_steps.h"
 
 namespace {
 
@@ -16,19 +18,22 @@ namespace {
 // Count gone wrong costs no more than these look-ups.
 constexpr int kMostTableEntries = 256;
 
+template <Block block>
+void add_block(DevInfo* devinfo, json::Value& result) {
+  nuvek_create_GisInfoPkg(&(devinfo->reportInfo.*kBlocks[block].info), result, block);
+}
+
 struct Package {
   const char* object_path;
-  void (*fill)(DevInfo* devinfo, json_value* result);
+  void (*fill)(DevInfo* devinfo, json::Value& result);
 };
 
 constexpr Package kPackages[] = {
     {"NUVEK.DeviceInfo", nuvek_create_deviceInfo},
-    {"NUVEK.GISInfoA",
-     [](DevInfo* devinfo, json_value* result) { nuvek_create_GisInfoPkg(&devinfo->reportInfo.GISInfoA, result, "A"); }},
-    {"NUVEK.GISInfoB",
-     [](DevInfo* devinfo, json_value* result) { nuvek_create_GisInfoPkg(&devinfo->reportInfo.GISInfoB, result, "B"); }},
-    {"NUVEK.Interface", [](DevInfo*, json_value* result) { nuvek_create_InterfacePkg(result); }},
-    {"NUVEK.Counter", [](DevInfo*, json_value* result) { nuvek_create_CounterPkg(&g_CntNum, result); }},
+    {"NUVEK.GISInfoA", add_block<kBlockA>},
+    {"NUVEK.GISInfoB", add_block<kBlockB>},
+    {"NUVEK.Interface", [](DevInfo*, json::Value& result) { nuvek_create_InterfacePkg(result); }},
+    {"NUVEK.Counter", [](DevInfo*, json::Value& result) { nuvek_create_CounterPkg(&g_CntNum, result); }},
 };
 
 const Package* find_package(const char* object_path) {
@@ -38,7 +43,8 @@ const Package* find_package(const char* object_path) {
   return nullptr;
 }
 
-// One column of a store table: its attribute, the member it becomes, and the longest text that is kept.
+// One column of a store table: its attribute, the member it becomes, and the size of the text that is kept, its
+// terminator included.
 struct Column {
   const char* attr;
   const char* member;
@@ -64,11 +70,11 @@ int32_t to_whole(const char* value) {
   return static_cast<int32_t>(number);
 }
 
-json_value* read_row(const char* node, const Column (&columns)[6]) {
-  json_value* row = json_new_object();
+json::Value read_row(const char* entry, const Column (&columns)[6]) {
+  json::Value row = json::Value::object();
   for (const Column& column : columns) {
     char value[32] = "";
-    store::read(node, column.attr, value, column.size);
+    store::read(entry, column.attr, value, column.size);
     if (column.is_number) {
       json_AddNumberToObject(row, column.member, to_whole(value));
     } else {
@@ -78,23 +84,23 @@ json_value* read_row(const char* node, const Column (&columns)[6]) {
   return row;
 }
 
-json_value* read_table(const char* name, const Column (&columns)[6]) {
-  json_value* table = json_new_array();
-  char node[64];
+json::Value read_table(const char* name, const Column (&columns)[6]) {
+  json::Value table = json::Value::array();
+  char table_node[64];
   char count[8] = "";
-  snprintf(node, sizeof node, "%s_Common", name);
-  store::read(node, "Count", count);
+  snprintf(table_node, sizeof table_node, node::kTableHead, name);
+  store::read(table_node, attr::kCount, count);
   const int32_t entries = text::to_int32(count);
   for (int k = 0; k < entries && k < kMostTableEntries; ++k) {
-    snprintf(node, sizeof node, "%s_Entry%d", name, k);
-    json::append(table, read_row(node, columns));
+    snprintf(table_node, sizeof table_node, node::kTableEntry, name, k);
+    json_AddItemToArray(table, read_row(table_node, columns));
   }
   return table;
 }
 
-void add_dns_server(json_value* object, const char* member, const char* attr) {
+void add_dns_server(json::Value& object, const char* member, const char* attribute) {
   char address[32] = "";
-  store::read("nuvek_DnsInfo", attr, address);
+  store::read(node::kDns, attribute, address);
   json_AddStringToObject(object, member, address);
 }
 
@@ -103,61 +109,54 @@ void add_dns_server(json_value* object, const char* member, const char* attr) {
 int nuvek_RPCGet_process(ServerArg*, DevInfo* devinfo, const RecvData* record) {
   char body[kBodySize];
   {
-    const json::Message message;
-    json_value* result = json_new_object();
+    json::Value message = json::Value::object();
+    json::Value result = json::Value::object();
     const Package* package = find_package(record->ObjectPath);
     if (package != nullptr) package->fill(devinfo, result);
-    json_AddStringToObject(message.root(), "RPCMethod", "GetResponse");
-    json_AddNumberToObject(message.root(), "ID", record->ID);
-    json_AddStringToObject(message.root(), "ObjectPath", record->ObjectPath);
-    json_AddNumberToObject(message.root(), "Code", package != nullptr ? 0 : -1);
-    json_AddItemToObject(message.root(), "Result", result);
+    json_AddStringToObject(message, "RPCMethod", "GetResponse");
+    json_AddNumberToObject(message, "ID", record->ID);
+    json_AddStringToObject(message, "ObjectPath", record->ObjectPath);
+    json_AddNumberToObject(message, "Code", package != nullptr ? 0 : -1);
+    json_AddItemToObject(message, "Result", std::move(result));
     message.print_body(body, sizeof body, devinfo->UUID);
   }
-  const LinkHold hold;
-  return nuvek_sendPostRequest(g_server_Arg.fd, body);
+  const Lock hold(g_link_lock);
+  return nuvek_sendPostRequest(g_connection, body);
 }
 
-void nuvek_create_GisInfoPkg(const GisInfo* location, json_value* result, const char* interface_text) {
-  json_value* package = json_new_object();
-  const bool known = interface_text[0] == 'A' || interface_text[0] == 'B';
-  if (known) {
-    json_value* inner = json_new_object();
-    json_AddStringToObject(inner, "Status", "set");
-    add_location_values(inner, *location);
-    json_AddStringToObject(inner, "AreaCode", location->AreaCode);
-    json_AddStringToObject(inner, "GISDigest", location->GISDigest);
-    json_AddStringToObject(inner, "GISInterface", interface_text);
-    json_AddStringToObject(inner, "GISLockTime", location->GISLockTime);
-    json_AddItemToObject(package, interface_text[0] == 'A' ? "GISInfoA" : "GISInfoB", inner);
+void nuvek_create_GisInfoPkg(const GisInfo* location, json::Value& result, Block block) {
+  const LocationBlock& names = kBlocks[block];
+  json::Value inner = json::Value::object();
+  json_AddStringToObject(inner, "Status", "set");
+  add_location_values(inner, *location);
+  json_AddStringToObject(inner, kLocationTexts[kAreaCode].name, location->AreaCode);
+  json_AddStringToObject(inner, kLocationTexts[kGISDigest].name, location->GISDigest);
+  json_AddStringToObject(inner, kLocationTexts[kGISInterface].name, names.letter);  // not the record's
+  json_AddStringToObject(inner, kLocationTexts[kGISLockTime].name, location->GISLockTime);
+  json::Value package = json::Value::object();
+  json_AddItemToObject(package, names.package, std::move(inner));
+  json_AddItemToObject(result, "NUVEK", std::move(package));
+}
+
+void nuvek_create_InterfacePkg(json::Value& result) {
+  json::Value interfaces = json::Value::object();
+  json_AddItemToObject(interfaces, "InterfaceTable", read_table(node::kInterfaces, kInterfaceColumns));
+  json_AddItemToObject(interfaces, "RouteTable", read_table(node::kRoutes, kRouteColumns));
+  add_dns_server(interfaces, "DNS1", attr::kFirstDns);
+  add_dns_server(interfaces, "DNS2", attr::kSecondDns);
+  json::Value package = json::Value::object();
+  json_AddItemToObject(package, "Interface", std::move(interfaces));
+  json_AddItemToObject(result, "NUVEK", std::move(package));
+}
+
+void nuvek_create_CounterPkg(const CntNum* counters, json::Value& result) {
+  json::Value inner = json::Value::object();
+  for (const Counter number :
+       {kFailInform, kFailResult, kFailTask, kSuccessInform, kSuccessResult, kSuccessTask}) {  // by name
+    const CounterRow& row = counter_row(number);
+    json_AddNumberToObject(inner, row.name, static_cast<int32_t>((counters->*row.value).load()));
   }
-  json_AddItemToObject(result, "NUVEK", package);
-}
-
-void nuvek_create_InterfacePkg(json_value* result) {
-  json_value* interfaces = json_new_object();
-  json_AddItemToObject(interfaces, "InterfaceTable", read_table("nuvekInterfaceInfo", kInterfaceColumns));
-  json_AddItemToObject(interfaces, "RouteTable", read_table("nuvekRouteInfo", kRouteColumns));
-  add_dns_server(interfaces, "DNS1", "FirDns");
-  add_dns_server(interfaces, "DNS2", "SecDns");
-  json_value* package = json_new_object();
-  json_AddItemToObject(package, "Interface", interfaces);
-  json_AddItemToObject(result, "NUVEK", package);
-}
-
-void nuvek_create_CounterPkg(const CntNum* counters, json_value* result) {
-  json_value* inner = json_new_object();
-  const struct {
-    const char* name;
-    const std::atomic<uint32_t>& value;
-  } members[] = {
-      {"FailInform", counters->FailInform},       {"FailResult", counters->FailResult},
-      {"FailTask", counters->FailTask},           {"SuccessInform", counters->SuccessInform},
-      {"SuccessResult", counters->SuccessResult}, {"SuccessTask", counters->SuccessTask},
-  };
-  for (const auto& member : members)
-    json_AddNumberToObject(inner, member.name, static_cast<int32_t>(member.value.load()));
-  json_value* package = json_new_object();
-  json_AddItemToObject(package, "Counter", inner);
-  json_AddItemToObject(result, "NUVEK", package);
+  json::Value package = json::Value::object();
+  json_AddItemToObject(package, "Counter", std::move(inner));
+  json_AddItemToObject(result, "NUVEK", std::move(package));
 }

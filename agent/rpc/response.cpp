@@ -1,15 +1,12 @@
 #include "agent/rpc/response.h"
 
-#include <sys/socket.h>
-
-#include <cstdio>
 #include <cstring>
 
 #include "agent/base/log.h"
 #include "agent/base/text.h"
 #include "agent/json/json_value.h"
-#include "agent/link/server.h"
 #include "agent/rpc/dispatch.h"
+#include "agent/rpc/response_steps.h"
 
 namespace {
 
@@ -48,12 +45,25 @@ Framing read_content_length(const char* response, int32_t* value) {
 
 // The body's array, from the first "[" of the response on; null unless it is as long as the head says. Both brackets
 // are searched in the whole response.
-const char* find_array(const char* response, int32_t content_length) {
-  const char* opening = strchr(response, '[');
+char* find_array(char* response, int32_t content_length) {
+  char* opening = strchr(response, '[');
   const char* closing = strchr(response, ']');
   if (opening == nullptr || closing == nullptr || closing - opening + 1 != content_length) return nullptr;
   return opening;
 }
+
+// Ends a text early for the length of a scope; what stood there comes back.
+class Ending {
+ public:
+  explicit Ending(char* at) : at_(at), kept_(*at) { *at = '\0'; }
+  ~Ending() { *at_ = kept_; }
+  Ending(const Ending&) = delete;
+  Ending& operator=(const Ending&) = delete;
+
+ private:
+  char* at_;
+  char kept_;
+};
 
 void dispatch_object(const char* object, DevInfo* devinfo, ServerArg* server) {
   NUVEK_DEBUG_AS("nuvek_parse_RecvDataSingle", "json_str:%s", object);
@@ -62,22 +72,30 @@ void dispatch_object(const char* object, DevInfo* devinfo, ServerArg* server) {
   nuvek_handle_message(devinfo, server, &record);
 }
 
-// Objects are flat: each ends at its first "}", and its first character is the comma before it.
-void dispatch_objects(char* pieces, DevInfo* devinfo, ServerArg* server) {
-  char* rest = nullptr;
-  for (const char* piece = strtok_r(pieces, "}", &rest); piece != nullptr; piece = strtok_r(nullptr, "}", &rest)) {
-    if (strlen(piece) < kShortestPiece) return;
-    char object[kLongestBlock + 2];
-    snprintf(object, sizeof object, "%s}", piece + 1);
-    dispatch_object(object, devinfo, server);
+// Objects are flat: each ends at its first "}", and its first character is the comma before it. The last one gets its
+// brace here when it has none.
+void dispatch_objects(char* piece, DevInfo* devinfo, ServerArg* server) {
+  for (bool last = false; !last;) {
+    piece += strspn(piece, "}");
+    const size_t length = strcspn(piece, "}");
+    if (length < kShortestPiece) return;
+    char* brace = piece + length;
+    last = *brace == '\0';
+    {
+      const Ending after(brace + 1);
+      *brace = '}';
+      dispatch_object(piece + 1, devinfo, server);
+    }
+    if (last) *brace = '\0';
+    piece = brace;
   }
 }
 
 }  // namespace
 
-int nuvek_serverProcess(int fd, DevInfo* devinfo, ServerArg* server) {
-  char block[kReceiveSize + 1] = "";
-  const ssize_t received = recv(fd, block, kReceiveSize, 0);
+int nuvek_serverProcess(const Connection& connection, DevInfo* devinfo, ServerArg* server) {
+  char block[kReceiveSize + kBlockRoom] = "";
+  const ssize_t received = connection.receive(block, kReceiveSize);
   if (received == 0) {
     NUVEK_ERROR("server closed fd");
     return refuse();
@@ -88,19 +106,18 @@ int nuvek_serverProcess(int fd, DevInfo* devinfo, ServerArg* server) {
   return nuvek_parse_RecvData(block, devinfo, server);
 }
 
-int nuvek_parse_RecvData(const char* block, DevInfo* devinfo, ServerArg* server) {
+int nuvek_parse_RecvData(char* block, DevInfo* devinfo, ServerArg* server) {
   if (!has_fitting_length(block)) {
     NUVEK_ERROR("input data is null or buff max");
     return -1;
   }
-  const char* start = strstr(block, kOkLine);
+  char* start = strstr(block, kOkLine);
   while (start != nullptr) {
-    const char* next = strstr(start + strlen(kOkLine), kOkLine);
-    const size_t length = next == nullptr ? strlen(start) : static_cast<size_t>(next - start);
-    char response[kLongestBlock + 1];
-    memcpy(response, start, length);
-    response[length] = '\0';
-    nuvek_parse_RecvDataSingle(response, devinfo, server);
+    char* next = strstr(start + strlen(kOkLine), kOkLine);
+    {
+      const Ending end(next == nullptr ? start + strlen(start) : next);
+      nuvek_parse_RecvDataSingle(start, devinfo, server);
+    }
     nuvek_closeServer();
     start = next;
   }
@@ -112,7 +129,7 @@ int nuvek_parse_RecvData(const char* block, DevInfo* devinfo, ServerArg* server)
   return 0;
 }
 
-int nuvek_parse_RecvDataSingle(const char* response, DevInfo* devinfo, ServerArg* server) {
+int nuvek_parse_RecvDataSingle(char* response, DevInfo* devinfo, ServerArg* server) {
   if (!has_fitting_length(response)) {
     NUVEK_ERROR("input data is null");
     return refuse();
@@ -130,11 +147,9 @@ int nuvek_parse_RecvDataSingle(const char* response, DevInfo* devinfo, ServerArg
     nuvek_closeServer();
     return 0;
   }
-  const char* array = find_array(response, content_length);
+  char* array = find_array(response, content_length);
   if (array == nullptr) return refuse();
-  char body[kLongestBlock + 1];
-  text::copy(body, array);
-  char* first_comma = strchr(body, ',');  // the array's first element ends here: the agent's own identifier
+  char* first_comma = strchr(array, ',');  // the array's first element ends here: the agent's own identifier
   if (first_comma == nullptr) return refuse();
   dispatch_objects(first_comma, devinfo, server);
   NUVEK_DEBUG("Exit");
@@ -145,12 +160,12 @@ int nuvek_JsonTOstring(const char* json, RecvData* record) {
   if (json == nullptr) return 0;
   char id[16] = "";
   char code[16] = "";
-  const json::Tree object = json::parse(json);
-  json::copy_value(object, "RPCMethod", record->RPCMethod);
-  json::copy_value(object, "ObjectPath", record->ObjectPath);
-  json::copy_value(object, "RegID", record->RegID);
-  json::copy_value(object, "ID", id);
-  json::copy_value(object, "Code", code);
+  const json::Document object(json);
+  object.copy("RPCMethod", record->RPCMethod);
+  object.copy("ObjectPath", record->ObjectPath);
+  object.copy("RegID", record->RegID);
+  object.copy("ID", id);
+  object.copy("Code", code);
   record->ID = text::to_int32(id);
   record->Code = text::to_int32(code);
   NUVEK_DEBUG("outParm->RPCMethod:%s", record->RPCMethod);

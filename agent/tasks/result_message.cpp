@@ -4,7 +4,7 @@
 #include <initializer_list>
 
 #include "agent/ident/message_id.h"
-#include "agent/tasks/result_state.h"
+#include "agent/link/object_path.h"
 
 int32_t take_result_id(const char* object_path) {
   const int32_t id = nuvek_generateId();
@@ -12,12 +12,31 @@ int32_t take_result_id(const char* object_path) {
   return id;
 }
 
-void add_result_envelope(const json::Message& message, int32_t id, const char* object_path, json_value* params) {
-  json_AddStringToObject(message.root(), "RPCMethod", "Result");
-  json_AddNumberToObject(message.root(), "ID", id);
-  json_AddNumberToObject(message.root(), "TaskStatus", 0);
-  json_AddStringToObject(message.root(), "ObjectPath", object_path);
-  json_AddItemToObject(message.root(), "Params", params);
+json::Value result_params(const char* name, json::Value&& result) {
+  json::Value wrapper = json::Value::object();
+  json_AddItemToObject(wrapper, name, std::move(result));
+  json::Value params = json::Value::object();
+  json_AddItemToObject(params, "NUVEK", std::move(wrapper));
+  return params;
+}
+
+json::Value result_message(int32_t id, const char* object_path, json::Value&& params) {
+  json::Value message = json::Value::object();
+  json_AddStringToObject(message, "RPCMethod", "Result");
+  json_AddNumberToObject(message, "ID", id);
+  json_AddNumberToObject(message, "TaskStatus", 0);
+  json_AddStringToObject(message, "ObjectPath", object_path);
+  json_AddItemToObject(message, "Params", std::move(params));
+  return message;
+}
+
+// Not a part of its callers: their name look-ups and file reads must not stand on a stack with this body.
+__attribute__((noinline)) void send_result(const ReportLink& link, const json::Value& message, const char* uuid,
+                                           void (*open_table)(char* body)) {
+  char body[kResultBodySize];
+  message.print_body(body, sizeof body, uuid);
+  open_table(body);
+  link.send(body);
 }
 
 void open_speed_table(char* body) {

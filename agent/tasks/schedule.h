@@ -1,14 +1,10 @@
-// Owns the schedule of the two measurement tasks: when each is due, its start, and noticing its end.
+// Owns the schedule of the measurement tasks: when each is due, and having its result reported when it has ended.
 #ifndef NUVEK_AGENT_TASKS_SCHEDULE_H
 #define NUVEK_AGENT_TASKS_SCHEDULE_H
 
-#include <atomic>
 #include <cstdint>
 
 #include "agent/base/records.h"
-
-extern std::atomic<int32_t>
-    g_speedStartUptime;  // uptime in s at which the running speed test started, 0 when none runs
 
 // Starts each test whose trigger is set or whose cycle has passed and which is not running.
 void nuvek_task_process(DevInfo* devinfo, ServerArg* server);
@@ -24,20 +20,5 @@ int nuvek_timer_task_report(void* unused);
 // "ExetaskCycle" hours (minutes while the test switch file exists; 7 days by default) have passed since its last start.
 // Else 0.
 int nuvek_cycle_arrive(int32_t kind);
-
-// Returns 1, once, when the running speed test has had its time; else 0.
-int nuvek_speed_over();
-
-// Digests a text with MD5 into 32 lower-case hexadecimal digits and a terminator.
-void nuvek_calculate_md5(const char* text, char* out);
-
-// Returns the system's uptime in seconds, 0 when it cannot be read.
-int32_t get_uptime();
-
-// Returns the process id of a running program, 0 when it does not run, -1 when that cannot be found out.
-int nuvek_app_running(const char* program);
-
-// Notes now as the last start of a test, without saving.
-void nuvek_set_taskTime(int32_t kind);
 
 #endif

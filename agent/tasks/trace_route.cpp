@@ -4,16 +4,18 @@
 #include <cstdio>
 #include <cstring>
 
+#include "agent/base/counters.h"
 #include "agent/base/file.h"
 #include "agent/base/log.h"
+#include "agent/base/process.h"
 #include "agent/base/text.h"
 #include "agent/link/server.h"
+#include "agent/tasks/back_off.h"
 #include "agent/tasks/result_message.h"
-#include "agent/tasks/task_state.h"
+#include "agent/tasks/task.h"
 
 namespace {
 
-constexpr char kObjectPath[] = "NUVEK.TraceRoute";
 constexpr int32_t kMaxTtl = 30;
 constexpr size_t kLineSize = 256;  // a longer line counts as several
 constexpr size_t kWordSize = 32;
@@ -50,16 +52,40 @@ void append_row(text::Builder& rows, const Hop& hop) {
   rows.append("],");
 }
 
+// Not a part of its caller, whose name look-up must not stand on a stack with these rows.
+__attribute__((noinline)) void add_rows(json::Value& result) {
+  char rows[kTraceRowsSize] = "";
+  nuvek_trace_parse(rows);
+  json_AddStringToObject(result, "PathTable", rows);
+}
+
 }  // namespace
+
+void trace_route::start(const DevInfo&) {
+  nuvek_task_started(kTraceTask);
+  char command[320];
+  snprintf(command, sizeof command, "traceroute  -i %s > %s &", g_RemoteSerDomain.traceHost,
+           file::Path(kTraceOutput).c_str());
+  NUVEK_DEBUG_AS("nuvek_task_process", "cmd:%s", command);
+  process::run(command);
+}
+
+bool trace_route::is_over() { return nuvekTask.traceState == kTaskStarted && nuvek_app_running("traceroute") <= 0; }
+
+void trace_route::report(DevInfo* devinfo, ServerArg* server) {
+  nuvek_save_Counter(kSuccessTask);
+  if (nuvek_get_RPCResultRes() == 0) nuvek_trace_test_Report(devinfo, server);
+}
 
 void nuvek_trace_parse(char* out) {
   const file::Path path(kTraceOutput);
-  const file::Stream output = file::open(path, "r");
+  char buffer[512];
+  const file::Stream output = file::open(path, buffer);
   if (output == nullptr) {
     printf("can't open %s\n", path.c_str());
     return;
   }
-  text::Builder rows(out, kTracePathSize);
+  text::Builder rows(out, kTraceRowsSize);
   char previous[kWordSize] = "";
   char line[kLineSize];
   while (fgets(line, sizeof line, output.get()) != nullptr) {
@@ -77,35 +103,25 @@ void nuvek_trace_parse(char* out) {
   if (rows.ends_with(',')) rows.drop_last();
 }
 
-void nuvek_trace_result(json_value* params) {
+json::Value nuvek_trace_result() {
   char address[kAddressSize] = "";
-  char path[kTracePathSize] = "";
   nuvek_getaddrinfo(g_RemoteSerDomain.traceHost, address);
-  nuvek_trace_parse(path);
 
-  json_value* result = json_new_object();
+  json::Value result = json::Value::object();
   json_AddStringToObject(result, "DestIP", address);
   json_AddNumberToObject(result, "MaxTTL", kMaxTtl);
   json_AddStringToObject(result, "Method", "icmp");
-  json_AddStringToObject(result, "PathTable", path);
+  add_rows(result);
   json_AddStringToObject(result, "Error", "null");
-  json_value* wrapper = json_new_object();
-  json_AddItemToObject(wrapper, "TraceRouteResult", result);
-  json_AddItemToObject(params, "NUVEK", wrapper);
+  return result_params("TraceRouteResult", std::move(result));
 }
 
 void nuvek_trace_test_Report(DevInfo* devinfo, ServerArg*) {
-  char body[kResultBodySize] = "";
-  const json::Message message;
-  json_value* params = json_new_object();
   NUVEK_DEBUG("Enter");
   const ReportLink link(__func__);
   link.open();
-  const int32_t id = take_result_id(kObjectPath);
-  nuvek_trace_result(params);
-  add_result_envelope(message, id, kObjectPath, params);
-  message.print_body(body, sizeof body, devinfo->UUID);
-  open_path_table(body);
-  link.send(body);
+  const int32_t id = take_result_id(kTracePath);
+  json::Value params = nuvek_trace_result();
+  send_result(link, result_message(id, kTracePath, std::move(params)), devinfo->UUID, open_path_table);
   nuvek_task_setState(kTraceTask);
 }

@@ -2,11 +2,14 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <new>
 
 #include "agent/base/clock.h"
 #include "agent/base/log.h"
 #include "agent/base/text.h"
+#include "agent/timer/timer_steps.h"
 
 TimerList g_timerList;
 std::atomic<int32_t> g_timerMallocCount;
@@ -27,7 +30,7 @@ void set_expiry(TimerNode* timer, const ClockTime& from, uint32_t delay_ms) {
 }
 
 // After all timers that expire no later, so that equal ones fire in the order of their adding.
-void insert(TimerNode* timer) {
+void insert(TimerNode* timer) REQUIRES(g_timerList.p_timer_mutex) {
   TimerNode** place = &g_timerList.head;
   while (*place != nullptr && !before(timer->expire_sec, timer->expire_usec, **place)) place = &(*place)->next;
   timer->next = *place;
@@ -50,6 +53,7 @@ struct Request {
 };
 
 bool is_possible(const Request& request) {
+  errno = EINVAL;
   if (g_timerList.inited == 0) {
     NUVEK_DEBUG_AS(request.operation, "AddTimer: Timer don not inited");
     return false;
@@ -61,12 +65,13 @@ bool is_possible(const Request& request) {
   return true;
 }
 
-// The caller holds the lock. `now` receives the clock that the expiry counts from.
-TimerNode* add_locked(const Request& request, ClockTime* now) {
+// `now` receives the clock that the expiry counts from.
+TimerNode* add_locked(const Request& request, ClockTime* now) REQUIRES(g_timerList.p_timer_mutex) {
   ++g_timerMallocCount;
   auto* timer = static_cast<TimerNode*>(calloc(1, sizeof(TimerNode)));
   if (timer == nullptr) {
     NUVEK_DEBUG_AS(request.operation, "AddTimer: No resource for timer add");
+    errno = ENOMEM;
     return nullptr;
   }
   *now = wall_clock::now();
@@ -84,16 +89,33 @@ TimerNode* add_locked(const Request& request, ClockTime* now) {
 
 int add(const Request& request) {
   if (!is_possible(request)) return -1;
-  pthread_mutex_lock(g_timerList.p_timer_mutex);
+  const Lock lock(*g_timerList.p_timer_mutex);
   ClockTime now{};
   const TimerNode* timer = add_locked(request, &now);
-  const int id = timer == nullptr ? -1 : timer->timer_id;
-  pthread_mutex_unlock(g_timerList.p_timer_mutex);
-  return id;
+  return timer == nullptr ? -1 : timer->timer_id;
+}
+
+// Removes every timer with an identifier and returns their number.
+int remove_all(int32_t timer_id) {
+  int removed = 0;
+  const Lock lock(*g_timerList.p_timer_mutex);
+  for (TimerNode** place = &g_timerList.head; *place != nullptr;) {
+    TimerNode* timer = *place;
+    if (timer->timer_id != timer_id) {
+      place = &timer->next;
+      continue;
+    }
+    *place = timer->next;
+    g_timerList.id_used[timer_id - 1] = 0;
+    release(timer);
+    --g_timerList.timer_num;
+    ++removed;
+  }
+  return removed;
 }
 
 // Fires the earliest timer when it is due: one at most in a tick.
-void fire_due(const ClockTime& now) {
+void fire_due(const ClockTime& now) REQUIRES(g_timerList.p_timer_mutex) {
   TimerNode* timer = g_timerList.head;
   if (before(now.sec, now.usec, *timer)) return;
   g_timerList.head = timer->next;
@@ -115,34 +137,45 @@ void fire_due(const ClockTime& now) {
   --g_timerList.timer_num;
 }
 
-void release_mutex() {
-  pthread_mutex_destroy(g_timerList.p_timer_mutex);
+void free_mutex() {
   free(g_timerList.p_timer_mutex);
   g_timerList.p_timer_mutex = nullptr;
   ++g_timerFreeCount;
 }
 
-void* ThreadedTimerCheck(void*) {
-  ClockTime last = wall_clock::now();
-  for (;;) {
-    usleep(kTick_us);
-    pthread_mutex_lock(g_timerList.p_timer_mutex);
-    const ClockTime now = wall_clock::now();
-    if (g_timerList.head != nullptr) {
-      checkCPETimeChange(now.sec, now.usec, last.sec, last.usec);
-      fire_due(now);
-    }
-    last = now;
-    pthread_mutex_unlock(g_timerList.p_timer_mutex);
-    if (g_timerList.stop != 0) break;
+void release_mutex() {
+  pthread_mutex_destroy(g_timerList.p_timer_mutex->native());
+  free_mutex();
+}
+
+void tick(ClockTime* last) {
+  const Lock lock(*g_timerList.p_timer_mutex);
+  const ClockTime now = wall_clock::now();
+  if (g_timerList.head != nullptr) {
+    checkCPETimeChange(now.sec, now.usec, last->sec, last->usec);
+    fire_due(now);
   }
-  NUVEK_DEBUG("Timer Thread Exit");
-  release_mutex();
+  *last = now;
+}
+
+// Nobody adds or removes any more, and the lock is gone.
+void release_all() NUVEK_THREAD_SAFETY(no_thread_safety_analysis) {
   while (g_timerList.head != nullptr) {
     TimerNode* timer = g_timerList.head;
     g_timerList.head = timer->next;
     release(timer);
   }
+}
+
+void* ThreadedTimerCheck(void*) {
+  ClockTime last = wall_clock::now();
+  do {
+    usleep(kTick_us);
+    tick(&last);
+  } while (g_timerList.stop == 0);
+  NUVEK_DEBUG("Timer Thread Exit");
+  release_mutex();
+  release_all();
   return nullptr;
 }
 
@@ -160,7 +193,8 @@ const char* start_thread() {
   return failure;
 }
 
-void clear_list() {
+// There is no other thread yet, and no lock.
+void clear_list() NUVEK_THREAD_SAFETY(no_thread_safety_analysis) {
   g_timerList.thread_id = {};
   g_timerList.p_timer_mutex = nullptr;
   g_timerList.stop = 0;
@@ -179,16 +213,15 @@ int timer_init() {
   }
   clear_list();
   ++g_timerMallocCount;
-  g_timerList.p_timer_mutex = static_cast<pthread_mutex_t*>(malloc(sizeof(pthread_mutex_t)));
-  if (g_timerList.p_timer_mutex == nullptr) {
+  void* memory = malloc(sizeof(Mutex));
+  if (memory == nullptr) {
     NUVEK_DEBUG("[%s]---malloc faile for  p_timer_mutex  \n", "timer_init");
     return -1;
   }
-  if (pthread_mutex_init(g_timerList.p_timer_mutex, nullptr) != 0) {
+  g_timerList.p_timer_mutex = new (memory) Mutex;
+  if (pthread_mutex_init(g_timerList.p_timer_mutex->native(), nullptr) != 0) {
     NUVEK_DEBUG("timer_init: mutex_init failed!");
-    free(g_timerList.p_timer_mutex);
-    g_timerList.p_timer_mutex = nullptr;
-    ++g_timerFreeCount;
+    free_mutex();
     return -1;
   }
   if (const char* failure = start_thread()) {
@@ -221,19 +254,15 @@ int AddDelayTimer(const char* name, uint32_t delay, uint32_t interval, TimerCall
                   int32_t periodic) {
   const Request request{"AddDelayTimer", name, delay, interval, callback, arg, periodic};
   if (!is_possible(request)) return -1;
-  pthread_mutex_lock(g_timerList.p_timer_mutex);
+  const Lock lock(*g_timerList.p_timer_mutex);
   ClockTime now{};
   const TimerNode* timer = add_locked(request, &now);
-  int id = -1;
-  if (timer != nullptr) {
-    id = timer->timer_id;
-    NUVEK_DEBUG("current tv_sec=%ld,tv_usec=%ld\n", static_cast<long>(now.sec), static_cast<long>(now.usec));
-    NUVEK_DEBUG("timer tv_sec=%ld,tv_usec=%ld\n", static_cast<long>(timer->expire_sec),
-                static_cast<long>(timer->expire_usec));
-    if (periodic == 1) NUVEK_DEBUG("periodic timer");
-  }
-  pthread_mutex_unlock(g_timerList.p_timer_mutex);
-  return id;
+  if (timer == nullptr) return -1;
+  NUVEK_DEBUG("current tv_sec=%ld,tv_usec=%ld\n", static_cast<long>(now.sec), static_cast<long>(now.usec));
+  NUVEK_DEBUG("timer tv_sec=%ld,tv_usec=%ld\n", static_cast<long>(timer->expire_sec),
+              static_cast<long>(timer->expire_usec));
+  if (periodic == 1) NUVEK_DEBUG("periodic timer");
+  return timer->timer_id;
 }
 
 int RemoveTimer(int32_t timer_id) {
@@ -245,22 +274,7 @@ int RemoveTimer(int32_t timer_id) {
     NUVEK_DEBUG("RemoveTimer: timer_id:%d invalid!\n", timer_id);
     return -1;
   }
-  int removed = 0;
-  pthread_mutex_lock(g_timerList.p_timer_mutex);
-  for (TimerNode** place = &g_timerList.head; *place != nullptr;) {
-    TimerNode* timer = *place;
-    if (timer->timer_id != timer_id) {
-      place = &timer->next;
-      continue;
-    }
-    *place = timer->next;
-    g_timerList.id_used[timer_id - 1] = 0;
-    release(timer);
-    --g_timerList.timer_num;
-    ++removed;
-  }
-  pthread_mutex_unlock(g_timerList.p_timer_mutex);
-
+  const int removed = remove_all(timer_id);
   if (removed == 0) {
     NUVEK_DEBUG("RemoveTimer: Failed! No Timer in list. timer_id:%d invalid!\n", timer_id);
     return -1;

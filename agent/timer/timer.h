@@ -2,7 +2,8 @@
 // clock times them; when it is stepped by a minute or more, pending timers keep their remaining time.
 //
 // Callbacks run on the timer thread with the service's lock held: a callback must not add or remove timers (but for
-// AddTimer_tmp), and RemoveTimer waits for a running one. Failures are logged at debug level and reported by -1.
+// AddTimer_tmp), and RemoveTimer waits for a running one. Failures are logged at debug level and reported by -1; errno
+// is ENOMEM where there was no memory for a new timer, so that a later try may succeed.
 #ifndef NUVEK_AGENT_TIMER_TIMER_H
 #define NUVEK_AGENT_TIMER_TIMER_H
 
@@ -11,6 +12,8 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+
+#include "agent/base/lock.h"
 
 using TimerCallback = int (*)(void* arg);  // its result is ignored
 
@@ -28,14 +31,14 @@ struct TimerNode {
   TimerNode* next;
 };
 
-// Changes only under the lock, but for the atomics, which are also read ahead of it.
+// The atomics are also read ahead of the lock.
 struct TimerList {
   pthread_t thread_id;
-  pthread_mutex_t* p_timer_mutex;
+  Mutex* p_timer_mutex;
   std::atomic<int32_t> stop;
   std::atomic<int32_t> inited;
-  TimerNode* head;              // by expiry, earliest first
-  uint8_t id_used[kMaxTimers];  // mark k belongs to identifier k + 1
+  TimerNode* head GUARDED_BY(p_timer_mutex);              // by expiry, earliest first
+  uint8_t id_used[kMaxTimers] GUARDED_BY(p_timer_mutex);  // mark k belongs to identifier k + 1
   std::atomic<int32_t> timer_num;
 };
 
@@ -46,26 +49,11 @@ extern std::atomic<int32_t> g_timerFreeCount;
 // Starts the service. Returns 0, or -1 and there is no service.
 int timer_init();
 
-// Asks the thread to end within a tick; it frees all timers. Adds and removes fail from now on.
-void timer_stop();
-
 // Adds a timer that fires `interval` ms from now and, when `periodic` is 1, again `interval` ms after the end of each
 // firing. `name` may be null; 15 characters are kept. Returns the identifier.
 int AddTimer(const char* name, uint32_t interval, TimerCallback callback, void* arg, int32_t periodic);
 
-// The same with a first delay of its own, in ms, which may be 0.
-int AddDelayTimer(const char* name, uint32_t delay, uint32_t interval, TimerCallback callback, void* arg,
-                  int32_t periodic);
-
-// AddTimer for a caller that holds the service's lock: a callback.
-int AddTimer_tmp(const char* name, uint32_t interval, TimerCallback callback, void* arg, int32_t periodic);
-
 // Removes every timer with this identifier and returns it. Waits while a callback runs.
 int RemoveTimer(int32_t timer_id);
-
-// For tests: takes the lowest free identifier and returns its index 0 to 15; and moves all timers by a step of the
-// clock of 60 s or more between two ticks.
-int findTimerID();
-void checkCPETimeChange(int32_t now_sec, int32_t now_usec, int32_t last_sec, int32_t last_usec);
 
 #endif

@@ -1,5 +1,5 @@
 // Parsing: one loop over the text. The tree under construction is its own stack, so that no text can exhaust the
-// program's.
+// program's. Each value knows its place, so that a deep text takes as little time as a flat one of its length.
 #include <cstring>
 #include <memory>
 #include <utility>
@@ -78,12 +78,11 @@ int attach(Parser& parser, Tree value) {
     return JSON_OK;
   }
   if (parser.label != nullptr) {
-    json_insert_child(parser.label.get(), value.release());  // a new label takes any new value
+    append(parser.label.get(), value.release());
     value = std::move(parser.label);
   }
-  const int error = json_insert_child(parser.open, value.get());
-  if (error == JSON_OK) static_cast<void>(value.release());  // now the tree's
-  return error;
+  append(parser.open, value.release());
+  return JSON_OK;
 }
 
 int read_string(Parser& parser, Tree& string) {

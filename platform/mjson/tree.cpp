@@ -11,10 +11,19 @@ json_value* new_value(Kind kind, const char* text, size_t length) {
   if (value == nullptr) return nullptr;
   *value = {};
   value->kind = kind;
-  value->height = is_container(*value) ? 1 : 0;
   memcpy(value->text(), text, length);
   value->text()[length] = '\0';
   return value;
+}
+
+void append(json_value* parent, json_value* child) {
+  child->parent = parent;
+  if (parent->last_child == nullptr) {
+    parent->first_child = child;
+  } else {
+    parent->last_child->next = child;
+  }
+  parent->last_child = child;
 }
 
 namespace {
@@ -38,26 +47,6 @@ bool takes(const json_value& parent, const json_value& child) {
       return false;
   }
   return false;
-}
-
-void append(json_value* parent, json_value* child) {
-  child->parent = parent;
-  if (parent->last_child == nullptr) {
-    parent->first_child = child;
-  } else {
-    parent->last_child->next = child;
-  }
-  parent->last_child = child;
-}
-
-// Carries the height of a new child upwards, as far as it makes a difference.
-void raise_heights(json_value* parent, unsigned child_height) {
-  unsigned height = child_height;
-  for (json_value* above = parent; above != nullptr; above = above->parent) {
-    if (is_container(*above)) height++;
-    if (above->height >= height) return;
-    above->height = height;
-  }
 }
 
 // Releases leaf after leaf: each child is unhooked before the walk steps down to it, and the way back is its parent.
@@ -89,16 +78,10 @@ json_value* json_new_number(const char* text) { return mjson::new_text_value(Kin
 int json_insert_child(json_value* parent, json_value* child) {
   if (parent == nullptr || child == nullptr || child->parent != nullptr) return JSON_BAD_TREE;
   if (!mjson::takes(*parent, *child)) return JSON_BAD_TREE;
-
-  unsigned depth = child->height;
   for (const json_value* above = parent; above != nullptr; above = above->parent) {
     if (above == child) return JSON_BAD_TREE;  // the tree would hang from itself
-    if (mjson::is_container(*above)) depth++;
   }
-  if (depth > JSON_DEPTH_MAX) return JSON_TOO_DEEP;
-
   mjson::append(parent, child);
-  mjson::raise_heights(parent, child->height);
   return JSON_OK;
 }
 

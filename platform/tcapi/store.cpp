@@ -1,7 +1,6 @@
 #include "platform/tcapi/store.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,47 +11,21 @@
 namespace tcapi_store {
 namespace {
 
-constexpr char kDefaultFolder[] = "/var/lib/tcapi";
 constexpr mode_t kFolderMode = 0777;  // less the umask
-
-static_assert(std::atomic<uint32_t>::is_always_lock_free,
-              "the generation is shared by processes that know no common lock");
-
-// Writes the path of the store's folder. Returns false when it is too long.
-bool folder_of_environment(char (&path)[kPathMaxBytes]) {
-  const char* const store = getenv("TCAPI_STORE");
-  const char* const root = getenv("NUVEK_ROOT");
-  const int length = store != nullptr
-                         ? snprintf(path, sizeof path, "%s", store)
-                         : snprintf(path, sizeof path, "%s%s", root != nullptr ? root : "", kDefaultFolder);
-  return length >= 0 && static_cast<size_t>(length) < sizeof path;
-}
-
-// Whether a path is the one that folder_of_environment() would write: every read asks, and hardly ever is it another.
-bool is_folder_of_environment(const char* path) {
-  if (const char* const store = getenv("TCAPI_STORE")) return strcmp(path, store) == 0;
-  const char* const root = getenv("NUVEK_ROOT");
-  const size_t length = root != nullptr ? strlen(root) : 0;
-  return strncmp(path, root != nullptr ? root : "", length) == 0 && strcmp(path + length, kDefaultFolder) == 0;
-}
-
-bool same_file(const FileId& a, const FileId& b) { return a.device == b.device && a.inode == b.inode; }
 
 }  // namespace
 
 bool Store::refresh() {
   if (!follow_environment()) return false;
   if (is_current()) return true;
-  const LockedFolder folder(folder_);
+  const LockedFolder folder(folder_path());
   return attach(folder) && load(folder);
 }
 
-bool Store::is_current() const {
-  return is_loaded_ && generation_->load(std::memory_order_acquire) == loaded_generation_;
-}
+bool Store::is_current() const { return is_loaded_ && generation_.read() == loaded_generation_; }
 
 Place Store::find(std::string_view node, std::string_view attr) const {
-  return tcapi_store::find(text(), nodes_, node_count_, node, attr);
+  return tcapi_store::find(text(), nodes_, node, attr);
 }
 
 bool Store::change(const char* node, const char* attr, const char* value) {
@@ -66,7 +39,7 @@ bool Store::change(const char* node, const char* attr, const char* value) {
     refusing_.say("cannot set %s %s: the value is longer than %d characters", node, attr, TCAPI_VALUE_MAX);
     return false;
   }
-  const LockedFolder folder(folder_);
+  const LockedFolder folder(folder_path());
   if (!attach(folder) || !load_if_changed(folder)) return false;
   const Place place = find(node, attr);
   char entry[kEntryMaxBytes];
@@ -78,7 +51,7 @@ bool Store::change(const char* node, const char* attr, const char* value) {
 
 bool Store::save() {
   if (!follow_environment()) return false;
-  const LockedFolder folder(folder_);
+  const LockedFolder folder(folder_path());
   if (!attach(folder)) return false;
   // What stands in flash may be somebody's spoiled work: it must be a store before a store takes its place.
   forget();
@@ -88,13 +61,11 @@ bool Store::save() {
 
 // Takes the folder that the environment names now. Returns false when there is no such path.
 bool Store::follow_environment() {
-  if (is_folder_of_environment(folder_)) return true;
-  char path[kPathMaxBytes];
-  if (!folder_of_environment(path)) {
+  if (folder_name_.is_current()) return true;
+  if (!folder_name_.take()) {
     loading_.say("the path of the store's folder is longer than %zu characters", kPathMaxBytes - 1);
     return false;
   }
-  memcpy(folder_, path, strlen(path) + 1);
   forget();
   return true;
 }
@@ -103,24 +74,19 @@ bool Store::follow_environment() {
 bool Store::attach(const LockedFolder& folder) {
   struct stat status;
   if (!folder.is_held() || fstat(folder.lock_fd(), &status) != 0) {
-    loading_.say("%s: the store's folder cannot be used: %s", folder_, strerror(errno));
+    loading_.say("%s: the store's folder cannot be used: %s", folder_path(), strerror(errno));
     return false;
   }
-  if (generation_ != nullptr && same_file(lock_id_, id_of(status))) return true;
-  if (generation_ != nullptr) munmap(generation_, sizeof *generation_);
-  generation_ = nullptr;
-  forget();
-  // Written, not only made longer: a full disk shall be told here and not by a signal at the mapped word.
-  const char zero[sizeof *generation_] = {};
-  const bool has_word = status.st_size >= off_t{sizeof zero} || write_all(folder.lock_fd(), {zero, sizeof zero});
-  void* const word =
-      has_word ? mmap(nullptr, sizeof zero, PROT_READ | PROT_WRITE, MAP_SHARED, folder.lock_fd(), 0) : MAP_FAILED;
-  if (word == MAP_FAILED) {
-    loading_.say("%s/%s: cannot be used: %s", folder_, kLockFile, strerror(errno));
-    return false;
+  const bool is_cut = generation_.is_cut();
+  if (is_cut) loading_.say("%s/%s: was cut off by somebody; made anew", folder_path(), kLockFile);
+  if (is_cut || !generation_.is_of(status)) {
+    forget();
+    if (!generation_.map(folder.lock_fd(), status)) {
+      loading_.say("%s/%s: cannot be used: %s", folder_path(), kLockFile, strerror(errno));
+      return false;
+    }
   }
-  generation_ = static_cast<std::atomic<uint32_t>*>(word);
-  lock_id_ = id_of(status);
+  if (generation_.read() == 0) generation_.write(Generation::after(0));
   return true;
 }
 
@@ -131,12 +97,13 @@ bool Store::load(const LockedFolder& folder) {
     if (!make_live(folder)) return false;
     level = read(folder, kLevelFile, loading_);
   }
-  if (level != Reading::kSound || !list_nodes()) return false;
+  if (level != Reading::kSound || !index_nodes()) return false;
   loading_.settle();
-  uint32_t generation = generation_->load(std::memory_order_relaxed);
-  if (generation % 2 != 0) generation_->store(++generation, std::memory_order_release);  // its writer died
-  loaded_generation_ = generation;
-  is_loaded_ = true;
+  const uint32_t generation = generation_.read();
+  const bool writer_died = generation % 2 != 0;
+  loaded_generation_ = writer_died ? Generation::after(generation) : generation;
+  if (writer_died) generation_.write(loaded_generation_);
+  is_loaded_ = !generation_.is_cut();
   return true;
 }
 
@@ -155,31 +122,33 @@ bool Store::make_live(const LockedFolder& folder) {
   if (reason == nullptr && (mkdirat(folder.fd(), kLiveFolder, kFolderMode) == 0 || errno == EEXIST)) {
     return publish(folder, {text(), {}, {}});
   }
-  loading_.say("%s/%s: cannot be made: %s", folder_, kLiveFolder, reason != nullptr ? reason : strerror(errno));
+  loading_.say("%s/%s: cannot be made: %s", folder_path(), kLiveFolder, reason != nullptr ? reason : strerror(errno));
   return false;
 }
 
-bool Store::list_nodes() {
-  node_count_ = tcapi_store::list_nodes(text(), nodes_, node_room_);
-  if (node_count_ <= node_room_) return true;
-  auto* const nodes = static_cast<uint32_t*>(realloc(nodes_, node_count_ * sizeof *nodes_));
-  if (nodes == nullptr) {
-    loading_.say("%s: the store cannot be loaded: %s", folder_, strerror(ENOMEM));
-    return false;
+bool Store::index_nodes() {
+  const size_t room = room_for_nodes(text());
+  if (room > nodes_.room) {
+    auto* const slots = static_cast<uint32_t*>(realloc(nodes_.slots, room * sizeof *nodes_.slots));
+    if (slots == nullptr) {
+      loading_.say("%s: the store cannot be loaded: %s", folder_path(), strerror(ENOMEM));
+      return false;
+    }
+    nodes_.slots = slots;
+    nodes_.room = room;
   }
-  nodes_ = nodes;
-  node_room_ = tcapi_store::list_nodes(text(), nodes_, node_count_);
+  tcapi_store::index_nodes(text(), nodes_);
   return true;
 }
 
 // Makes the parts the live level. It is not brought to the disk: a power cut takes the live level anyway.
 bool Store::publish(const LockedFolder& folder, const Parts& parts) {
   if (parts.head.size() + parts.middle.size() + parts.tail.size() > kStoreMaxBytes) {
-    changing_.say("%s: the store is full (%zu bytes)", folder_, kStoreMaxBytes);
+    changing_.say("%s: the store is full (%zu bytes)", folder_path(), kStoreMaxBytes);
     return false;
   }
   if (!write_file(folder.fd(), kNewLevelFile, parts, false) || !take_new_level(folder)) {
-    changing_.say("%s/%s: cannot be written: %s", folder_, kLevelFile, strerror(errno));
+    changing_.say("%s/%s: cannot be written: %s", folder_path(), kLevelFile, strerror(errno));
     return false;
   }
   changing_.settle();
@@ -188,10 +157,10 @@ bool Store::publish(const LockedFolder& folder, const Parts& parts) {
 
 bool Store::take_new_level(const LockedFolder& folder) {
   forget();
-  const uint32_t changing = generation_->load(std::memory_order_relaxed) | 1U;
-  generation_->store(changing, std::memory_order_release);
+  const uint32_t generation = generation_.read();
+  generation_.write(generation | 1U);
   const bool taken = renameat(folder.fd(), kNewLevelFile, folder.fd(), kLevelFile) == 0;
-  generation_->store(changing + 1, std::memory_order_release);
+  generation_.write(Generation::after(generation));
   return taken;
 }
 
@@ -201,7 +170,7 @@ bool Store::replace_flash(const LockedFolder& folder) {
     saving_.settle();
     return true;
   }
-  saving_.say("%s/%s: cannot be written: %s", folder_, kFlashFile, strerror(errno));
+  saving_.say("%s/%s: cannot be written: %s", folder_path(), kFlashFile, strerror(errno));
   return false;
 }
 
@@ -212,12 +181,12 @@ Store::Reading Store::read(const LockedFolder& folder, const char* name, Complai
   if (!file.is_open() && errno == ENOENT) return Reading::kMissing;
   const char* const reason = text_.read(file, kStoreMaxBytes);
   if (reason != nullptr) {
-    complaint.say("%s/%s: refused: %s", folder_, name, reason);
+    complaint.say("%s/%s: refused: %s", folder_path(), name, reason);
     return Reading::kRefused;
   }
   const Fault fault = check(text());
   if (fault.reason != nullptr) {
-    complaint.say("%s/%s: refused: line %u: %s", folder_, name, fault.line, fault.reason);
+    complaint.say("%s/%s: refused: line %u: %s", folder_path(), name, fault.line, fault.reason);
     return Reading::kRefused;
   }
   return Reading::kSound;

@@ -3,11 +3,12 @@
 #ifndef NUVEK_PLATFORM_TCAPI_STORE_H
 #define NUVEK_PLATFORM_TCAPI_STORE_H
 
-#include <atomic>
 #include <cstdint>
 #include <string_view>
 
 #include "platform/tcapi/complaint.h"
+#include "platform/tcapi/folder_name.h"
+#include "platform/tcapi/generation.h"
 #include "platform/tcapi/store_file.h"
 #include "platform/tcapi/store_text.h"
 
@@ -25,7 +26,7 @@ class Store {
   // Where an attribute stands in text(); after a refresh() that succeeded.
   Place find(std::string_view node, std::string_view attr) const;
   std::string_view text() const { return text_.view(); }
-  const char* folder_path() const { return folder_; }
+  const char* folder_path() const { return folder_name_.path(); }
 
   // Each returns false when nothing was changed, and says why on standard error.
   bool change(const char* node, const char* attr, const char* value);
@@ -39,25 +40,19 @@ class Store {
   bool load(const LockedFolder& folder);
   bool load_if_changed(const LockedFolder& folder);
   bool make_live(const LockedFolder& folder);
-  bool list_nodes();
+  bool index_nodes();
   bool publish(const LockedFolder& folder, const Parts& parts);
   bool take_new_level(const LockedFolder& folder);
   bool replace_flash(const LockedFolder& folder);
   Reading read(const LockedFolder& folder, const char* name, Complaint& complaint);
   void forget() { is_loaded_ = false; }
 
-  char folder_[kPathMaxBytes] = "";
-  // In the lock file, shared by all processes. Even while the live level stands still, and odd from just before a new
-  // level takes the old one's name until just after: a writer that dies in between leaves it odd, and then every
-  // process reads the level anew.
-  std::atomic<uint32_t>* generation_ = nullptr;
-  FileId lock_id_{};
+  FolderName folder_name_;
+  Generation generation_;
   bool is_loaded_ = false;
   uint32_t loaded_generation_ = 0;
   FileText text_;
-  uint32_t* nodes_ = nullptr;  // where the [node] lines of text_ begin
-  size_t node_count_ = 0;
-  size_t node_room_ = 0;
+  NodeIndex nodes_{};
   Complaint loading_;
   Complaint refusing_;
   Complaint changing_;

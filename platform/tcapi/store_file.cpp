@@ -13,6 +13,8 @@ namespace {
 
 constexpr mode_t kFolderMode = 0777;  // less the umask
 constexpr mode_t kFileMode = 0666;
+// A level grows line by line: with room for some more it stays in its place, and leaves no hole in the heap.
+constexpr size_t kStepBytes = 1024;
 
 // Makes the folder and those above it. What cannot be made is told by the open that follows.
 void make_folders(const char* path) {
@@ -64,10 +66,10 @@ LockedFolder::~LockedFolder() {
   if (held_) flock(lock_.get(), LOCK_UN);
 }
 
-FileId id_of(const struct stat& status) { return {status.st_dev, status.st_ino, status.st_size, status.st_mtim}; }
+FileId id_of(const struct stat& status) { return {status.st_ino, status.st_size, status.st_mtim}; }
 
 bool operator==(const FileId& a, const FileId& b) {
-  return a.device == b.device && a.inode == b.inode && a.size == b.size && a.changed.tv_sec == b.changed.tv_sec &&
+  return a.inode == b.inode && a.size == b.size && a.changed.tv_sec == b.changed.tv_sec &&
          a.changed.tv_nsec == b.changed.tv_nsec;
 }
 
@@ -100,10 +102,11 @@ const char* FileText::assign(std::string_view first, std::string_view second) {
 
 bool FileText::reserve(size_t size) {
   if (size <= capacity_) return true;
-  auto* const bytes = static_cast<char*>(realloc(bytes_, size));
+  const size_t capacity = (size / kStepBytes + 1) * kStepBytes;
+  auto* const bytes = static_cast<char*>(realloc(bytes_, capacity));
   if (bytes == nullptr) return false;
   bytes_ = bytes;
-  capacity_ = size;
+  capacity_ = capacity;
   return true;
 }
 

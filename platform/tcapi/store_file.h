@@ -8,9 +8,9 @@
 #include <cstddef>
 #include <string_view>
 
-namespace tcapi_store {
+#include "platform/tcapi/folder_name.h"
 
-constexpr size_t kPathMaxBytes = 1024;  // of the store's folder, with its terminator
+namespace tcapi_store {
 
 // Names below the store's folder.
 constexpr char kLockFile[] = "lock";
@@ -53,7 +53,6 @@ class LockedFolder {
 
 // What tells one state of a file from the next without reading it.
 struct FileId {
-  dev_t device;
   ino_t inode;
   off_t size;
   timespec changed;

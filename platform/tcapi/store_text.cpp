@@ -25,6 +25,9 @@ bool has_end(std::string_view text) {
   return memcmp(text.data() + text.size() - kEnd.size(), kEnd.data(), kEnd.size()) == 0;
 }
 
+// The text from a place on.
+std::string_view rest_of(std::string_view text, size_t begin) { return {text.data() + begin, text.size() - begin}; }
+
 // The text up to its first newline, or all of it.
 std::string_view first_line(std::string_view text) { return {text.data(), std::min(text.find('\n'), text.size())}; }
 
@@ -82,23 +85,34 @@ char* put(char* out, std::string_view text) {
   return out + text.size();
 }
 
+// Whether a text begins with just this name and the byte that ends a name there.
+inline bool begins_with(std::string_view text, std::string_view name, char end) {
+  return text.size() > name.size() && text[name.size()] == end && starts_with(text, name) &&
+         name.find(end) == name.npos;
+}
+
 // Looks through the lines of one node, which begin at `begin`. Returns whether the attribute is there.
 bool find_in_node(std::string_view text, size_t begin, std::string_view attr, Place& place) {
-  std::string_view rest{text.data() + begin, text.size() - begin};
-  while (!rest.empty()) {
-    const size_t line_begin = text.size() - rest.size();
-    const Line line = take_line(rest);
-    if (line.kind == Line::Kind::kNode) return false;
-    if (line.kind != Line::Kind::kAttribute) continue;
-    place.begin = place.end =
-        text.size() - rest.size();  // a new attribute follows the last one, not a comment after it
-    if (line.name != attr) continue;
-    place.begin = line_begin;
-    place.value = line.value;
+  for (size_t end = 0; begin < text.size(); begin = end) {
+    const std::string_view line = first_line(rest_of(text, begin));
+    end = begin + line.size() + 1;
+    if (line.empty() || line.front() == '#') continue;
+    if (line.front() == '[') return false;
+    place.begin = place.end = end;  // a new attribute follows the last one, not a comment after it
+    if (!begins_with(line, attr, '=')) continue;
+    place.begin = begin;
+    place.value = rest_of(line, attr.size() + 1);
     place.has_attr = true;
     return true;
   }
   return false;
+}
+
+// FNV-1a.
+size_t hash(std::string_view name) {
+  uint32_t value = 2166136261U;
+  for (const char c : name) value = (value ^ static_cast<unsigned char>(c)) * 16777619U;
+  return value;
 }
 
 }  // namespace
@@ -134,25 +148,36 @@ Fault check(std::string_view text) {
   return {0, nullptr};
 }
 
-size_t list_nodes(std::string_view text, uint32_t* begins, size_t room) {
-  size_t count = 0;
-  for (std::string_view rest = text; !rest.empty();) {
-    const size_t begin = text.size() - rest.size();
-    if (take_line(rest).kind != Line::Kind::kNode) continue;
-    if (count < room) begins[count] = static_cast<uint32_t>(begin);
-    ++count;
+size_t room_for_nodes(std::string_view text) {
+  size_t room = 2;
+  for (size_t nodes = 0; !text.empty();) {
+    if (take_line(text).kind == Line::Kind::kNode && ++nodes * 2 > room) room *= 2;
   }
-  return count;
+  return room;
 }
 
-Place find(std::string_view text, const uint32_t* begins, size_t count, std::string_view node, std::string_view attr) {
+void index_nodes(std::string_view text, NodeIndex index) {
+  const size_t last_slot = index.room - 1;
+  memset(index.slots, 0, index.room * sizeof *index.slots);
+  for (std::string_view rest = text; !rest.empty();) {
+    const size_t begin = text.size() - rest.size();
+    const Line line = take_line(rest);
+    if (line.kind != Line::Kind::kNode) continue;
+    size_t slot = hash(line.name) & last_slot;
+    while (index.slots[slot] != 0) slot = (slot + 1) & last_slot;  // later sections of a node come behind earlier ones
+    index.slots[slot] = static_cast<uint32_t>(begin);
+  }
+}
+
+Place find(std::string_view text, NodeIndex index, std::string_view node, std::string_view attr) {
   const size_t end_of_nodes = text.size() - kLastLine.size();
   Place place{false, false, {}, end_of_nodes, end_of_nodes};
-  for (size_t i = 0; i < count; ++i) {
-    std::string_view rest{text.data() + begins[i], text.size() - begins[i]};
-    if (take_line(rest).name != node) continue;
+  const size_t last_slot = index.room - 1;
+  for (size_t slot = hash(node) & last_slot; index.slots[slot] != 0; slot = (slot + 1) & last_slot) {
+    const size_t name_begin = index.slots[slot] + 1;
+    if (!begins_with(rest_of(text, name_begin), node, ']')) continue;
     place.has_node = true;
-    place.begin = place.end = text.size() - rest.size();
+    place.begin = place.end = name_begin + node.size() + strlen("]\n");
     if (find_in_node(text, place.begin, attr, place)) break;
   }
   return place;

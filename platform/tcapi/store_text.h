@@ -51,12 +51,22 @@ bool is_sane_name(std::string_view name);
 
 Fault check(std::string_view text);
 
-// Lists where the [node] lines of a sound text begin, as many as there is room for. Returns how many there are.
-size_t list_nodes(std::string_view text, uint32_t* begins, size_t room);
+// Where the [node] lines of a sound text begin, each at a slot that its name leads to, so that no look-up walks through
+// all of them: a hash table, open addressed, 0 in a slot that is free.
+struct NodeIndex {
+  uint32_t* slots;
+  size_t room;  // slots, a power of two
+};
 
-// Finds an attribute in a sound text with the help of its list of nodes. A node may have several sections, as
-// hand-written files do; of two equal attributes the first one counts.
-Place find(std::string_view text, const uint32_t* begins, size_t count, std::string_view node, std::string_view attr);
+// The least room of an index for this text, which has more slots than nodes.
+size_t room_for_nodes(std::string_view text);
+
+// Fills an index that has the room.
+void index_nodes(std::string_view text, NodeIndex index);
+
+// Finds an attribute in a sound text with its index. A node may have several sections, as hand-written files do; of two
+// equal attributes the first one counts.
+Place find(std::string_view text, NodeIndex index, std::string_view node, std::string_view attr);
 
 // Writes the lines of one attribute, with the [node] line ahead unless the place has one. Returns the number of bytes,
 // kEntryMaxBytes at most. Names and value are sane.

@@ -6,7 +6,7 @@
 //   flash       the level that survives a power cut; only tcapi_save writes it, as a whole and through to the disk
 //   live/level  the level that tcapi_get reads and tcapi_set changes; when it is missing, flash is loaded to make it
 //   lock        taken by writers and by processes that load; it also holds the word that tells every process that the
-//               live level changed, so it must not be written by hand
+//               live level changed, so it must not be written by hand; cut off, it is told and made anew
 //
 // A power cut is "rm -r live". A process that runs on through it sees flash with its next write, or as soon as any
 // other process uses the store.

@@ -1,4 +1,5 @@
-// tcapi: reads, changes and watches the store from a shell, so that a person can play the gateway's other software.
+#include "platform/tcapi/tool.h"
+
 #include <unistd.h>
 
 #include <chrono>
@@ -12,10 +13,8 @@
 
 #include "platform/tcapi/store.h"
 
+namespace tcapi_store {
 namespace {
-
-using tcapi_store::Line;
-using tcapi_store::Place;
 
 constexpr int kOk = 0;
 constexpr int kFailed = 1;
@@ -25,6 +24,8 @@ constexpr auto kWatchPeriod = std::chrono::milliseconds(20);  // a person sees a
 
 constexpr char kHelp[] =
     "Usage: tcapi COMMAND\n"
+    "\n"
+    "Reads, changes and watches the configuration store of a gateway or a desk, as its other software does.\n"
     "\n"
     "  get NODE ATTR         print the value of an attribute\n"
     "  set NODE ATTR VALUE   change an attribute of the live level, or make it\n"
@@ -40,7 +41,7 @@ constexpr char kHelp[] =
     "The store is the folder TCAPI_STORE, by default $NUVEK_ROOT/var/lib/tcapi.\n"
     "Exit status: 0 done, 1 no such node or attribute or store refused, 2 wrong usage.\n";
 
-tcapi_store::Store g_store;
+Store g_store;
 
 using Arguments = std::vector<const char*>;
 using Snapshot = std::map<std::pair<std::string, std::string>, std::string>;
@@ -59,7 +60,7 @@ int get(const Arguments& words) {
   const Place place = g_store.find(words[0], words[1]);
   if (!place.has_attr) return no_such(words[0], words[1]);
   char value[TCAPI_VALUE_MAX + 1];
-  tcapi_store::unescape(place.value, value);
+  unescape(place.value, value);
   puts(value);
   return kOk;
 }
@@ -78,7 +79,7 @@ int show(const Arguments& words) {
   if (!words.empty() && !g_store.find(words[0], {}).has_node) return no_such(words[0], nullptr);
   bool wanted = false;
   for (std::string_view rest = g_store.text(); !rest.empty();) {
-    const Line line = tcapi_store::take_line(rest);
+    const Line line = take_line(rest);
     if (line.kind == Line::Kind::kNode) wanted = words.empty() || line.name == words[0];
     if (line.kind == Line::Kind::kOther || !wanted) continue;
     const std::string name(line.name);
@@ -96,7 +97,7 @@ Snapshot take_snapshot() {
   Snapshot snapshot;
   std::string node;
   for (std::string_view rest = g_store.text(); !rest.empty();) {
-    const Line line = tcapi_store::take_line(rest);
+    const Line line = take_line(rest);
     if (line.kind == Line::Kind::kNode) node = line.name;
     if (line.kind == Line::Kind::kAttribute) snapshot.try_emplace({node, std::string(line.name)}, line.value);
   }
@@ -141,7 +142,9 @@ int wrong_usage(const char* what, const char* word) {
   return kUsage;
 }
 
-int run(const Arguments& arguments) {
+}  // namespace
+
+int run_tool(const Arguments& arguments) {
   if (arguments.empty()) return wrong_usage("no command", "");
   const std::string_view name = arguments[0];
   if (name == "--help") return fputs(kHelp, stdout) >= 0 ? kOk : kFailed;
@@ -154,11 +157,4 @@ int run(const Arguments& arguments) {
   return wrong_usage("no such command: ", arguments[0]);
 }
 
-}  // namespace
-
-int main(int argc, char* argv[]) {
-  const int status = run(Arguments(argv + 1, argv + argc));
-  if (fflush(stdout) == 0 && ferror(stdout) == 0) return status;
-  perror("tcapi: standard output");
-  return kFailed;
-}
+}  // namespace tcapi_store

@@ -1,6 +1,6 @@
 import pytest
 
-pytest.register_assert_rewrite("day", "faults", "harness")  # a failed assertion in them is told in full, too
+pytest.register_assert_rewrite("day", "faults", "harness", "peers", "realtime")  # a failed assertion in them is told in full, too
 
 from harness import Gateway, stay_on_one_processor
 
@@ -9,23 +9,20 @@ stay_on_one_processor()
 
 @pytest.fixture
 def gateway(tmp_path):
-    """Makes gateways; each agent must still live at the end of the test and leave at once when it is told to."""
+    """Makes gateways; each agent must still live at the end of the test and leave when it is told to."""
     made = []
 
-    def make(store=None, **kw):
+    def make(store=None, kind=Gateway, **kw):
         folder = tmp_path / str(len(made))
         folder.mkdir()
-        made.append(Gateway(folder, store, **kw))
+        made.append(kind(folder, store, **kw))
         return made[-1]
 
-    yield make
-    failed = []
-    for one in made:
-        if one.agent is not None and one.agent.returncode is None:
-            try:
+    try:
+        yield make
+        for one in made:
+            if one.agent is not None and one.agent.alive():
                 one.stop()
-            except AssertionError as error:
-                one.agent.kill()
-                one.agent.wait()
-                failed.append(str(error))
-    assert not failed, failed
+    finally:
+        for one in made:
+            one.kill()

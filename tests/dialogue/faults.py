@@ -11,7 +11,7 @@ import time
 import traceback
 
 from day import POST, SPEED, STORE, TRACE, UNMATCHED, WEEK_S, YEAR_S, Day
-from harness import FAULTS, Gateway, stay_on_one_processor
+from harness import FAULTS, TIMER, Gateway, stay_on_one_processor
 from messages import (NOW, PRIMARY, REG_ID, SECONDARY, UUID, answer, device_time, get, inform0, inform0_response, period_report,
                       post, result_response, speed_result, trace_result)
 
@@ -78,8 +78,7 @@ class Life(Day):
         try:
             with self.agent.local() as client:
                 client.sendall(POST)
-                while data := client.recv(1024):
-                    received += data
+                received = client.received_until_closed()
         except ConnectionError:
             pass
         good = (b'{"Result":0,"ID":7}', b'{"Result":-3,"ID":7}')
@@ -102,10 +101,10 @@ class Life(Day):
         """One step in a tick: of two, there and back, the timer service would see none, and a timer added between them
         would wait for the time that was left again."""
         self.agent.clock = seconds
-        self.agent.pass_quickly(0)
+        self.agent.let_pass(0)
 
     def pass_time(self, draw):
-        self.agent.pass_quickly(draw.randint(1, 100))
+        self.agent.let_pass(draw.randint(1, 100))
 
     def part_rudely(self, draw):
         for link in self.links:
@@ -123,8 +122,8 @@ class Life(Day):
                 try:
                     self.answer_one(draw, link, request)
                 except ConnectionError:
-                    link.closed = True
-            if link.closed:
+                    link.agent_closed = True
+            if link.agent_closed:
                 link.close()
                 self.links.remove(link)
         self.agent.turns()
@@ -195,7 +194,7 @@ class Life(Day):
             elif self.held and self.agent.word("live") > self.held[1] and self.holds_no_more()[1] > self.held[1]:
                 flushes += 1
                 assert flushes < 5, "holds %s for good, held %s" % (self.holds(), self.held)
-                self.agent.pass_quickly(5120)  # back-offs that were asked for again meanwhile still wait
+                self.agent.let_pass(5120)  # back-offs that were asked for again meanwhile still wait
                 rests = 0
             self.take_in()
         assert reported, "no report came\n" + self.agent.state()
@@ -239,8 +238,7 @@ def play_life(folder, first, count, struck):
         return "seed %d: %s\n%s\nrepeat with: script/faults %d %d" % (
             seed, traceback.format_exc(), life.agent.state(), seed - first + 1, first)
     finally:
-        life.agent.agent.kill()
-        life.agent.agent.wait()
+        life.agent.kill()
         shutil.rmtree(folder)
     return None
 

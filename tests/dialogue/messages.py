@@ -2,6 +2,7 @@
 
 import ctypes
 import hashlib
+import re
 import time
 
 NOW = 1600000000  # 2020-09-13 20:26:40 on the gateway's UTC+8 clock
@@ -102,6 +103,17 @@ def post(body, host=PRIMARY):
             "Content-Length: %d\r\n"
             "\r\n")
     return (head % (host, len(body)) + body).encode("latin-1")
+
+
+def cut_request(received):
+    """The first request of what was received, None while it is not whole, and what is left."""
+    head = received.find(b"\r\n\r\n") + 4
+    if head < 4:
+        return None, received
+    length = re.search(rb"\r\nContent-Length: (\d+)\r\n", received[:head])
+    assert length, "a request without its length: %r" % received
+    end = head + int(length.group(1))
+    return (received[:end], received[end:]) if len(received) >= end else (None, received)
 
 
 def members(values, bare=()):

@@ -123,7 +123,7 @@ def test_the_platform_may_close_reset_or_half_close_at_any_time(gateway):
         link = agent.primary.accept()
         link.request()
         if way == "half":
-            link.socket.shutdown(1)
+            link.half_close()
             link.expect_close()
         elif way == "mid":
             link.answer(answer(MARK)[:30])

@@ -1,26 +1,22 @@
 """The agent with the desk's own store, and a power cut: the live level is gone, the flash level is what is left."""
 import os
-import pathlib
 import shlex
 import shutil
 import subprocess
-import time
 
 import pytest
 
-from harness import WAIT_S, Gateway, wait_for
+from harness import Gateway
 from messages import ACKNOWLEDGED_STORE, answer, counters, get, get_response, period_report
+from surroundings import build_folder
 
 CHANGES_PER_SAVE = 20
 
 class DeskGateway(Gateway):
-    """A gateway whose store is the desk's; the clock is the machine's."""
-
-    LIBRARIES = ("lib",)
+    """A gateway whose store is the desk's."""
 
     def __init__(self, folder):
-        super().__init__(folder, {**ACKNOWLEDGED_STORE, "nuvek_Server ReportCycle": "525600",
-                                  "nuvek_Common LastInformTime": str(int(time.time()))})
+        super().__init__(folder, {**ACKNOWLEDGED_STORE, "nuvek_Server ReportCycle": "525600"})
         self.folder = self.root / "var/lib/tcapi"
         self.folder.mkdir(parents=True)
         nodes = {}
@@ -30,26 +26,27 @@ class DeskGateway(Gateway):
         (self.folder / "flash").write_text("# tcapi store 1\n%s# end\n" % "".join(
             "[%s]\n%s" % (node, "".join(lines)) for node, lines in nodes.items()))
 
+    def environment(self, **more):
+        return super().environment(NUVEK_WORLD_STORE="desk", **more)
+
     def tcapi(self, *words):
-        build = pathlib.Path(os.environ["NUVEK_BUILD"])
-        command = [*shlex.split(os.environ.get("NUVEK_EMULATOR", "")), str(build / "bin/tcapi"), *words]
+        command = [*shlex.split(os.environ.get("NUVEK_EMULATOR", "")), str(build_folder() / "bin/tcapi"), *words]
         return subprocess.run(command, env={"TCAPI_STORE": str(self.folder)}, stdout=subprocess.PIPE, text=True,
-                              timeout=WAIT_S, check=False).stdout.strip()
+                              check=False).stdout.strip()
 
     def counted(self):
         """The periodic reports that the live level knows of."""
         return int(self.tcapi("get", "nuvek_Counter", "SuccessInform") or 0)
 
     def report(self):
-        """Makes a periodic report due, by hand, and waits until it is counted."""
+        """Makes a periodic report due, by hand."""
         before = self.counted()
         self.tcapi("set", "nuvek_Common", "LastInformTime", "1")
         self.turns()
-        wait_for(lambda: self.counted() == before + 1, "report %d to be counted" % (before + 1), self.state)
+        assert self.counted() == before + 1, self.state()
 
     def cut_power(self):
-        self.agent.kill()
-        self.agent.wait()
+        self.kill()
         shutil.rmtree(self.folder / "live")
 
 
@@ -57,8 +54,11 @@ class DeskGateway(Gateway):
 def desk(tmp_path):
     gateway = DeskGateway(tmp_path)
     gateway.primary.up()
-    yield gateway.start()
-    gateway.stop()
+    try:
+        yield gateway.start()
+        gateway.stop()
+    finally:
+        gateway.kill()
 
 
 def check_counters(desk, expected):

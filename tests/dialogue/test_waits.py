@@ -1,23 +1,19 @@
-"""What can hold the agent up, and for how long: each wait ends at its bound, or with the one who causes it."""
-import os
-import socket
-import time
-
+"""What can hold the agent up: each wait ends at its bound, or with the one who causes it. What a wait costs in real time is in
+test_real_waits.py."""
 import pytest
 
-from harness import SLOW, WAIT_S, wait_for
-from messages import (ACKNOWLEDGED_STORE, LOCATED_STORE, NOW, PRIMARY, SECONDARY, answer, inform0, message_id,
-                      period_report, result_response, speed_result)
-from test_results import MEASURED, PIDOF, SPEED, TRACE
+from harness import MAIN, TIMER
+from messages import (ACKNOWLEDGED_STORE, LOCATED_STORE, NOW, PRIMARY, SECONDARY, answer, inform0, message_id, period_report,
+                      result_response, speed_result)
+from test_results import MEASURED, PIDOF, SPEED
 
 POST = b'{"Longitude":"116.397128","Latitude":"39.916527","ID":"7"}'
 LOCKED = b'{"Result":-3,"ID":7}'
 NAME = "platform.test"
-ATTEMPTS = 2  # of a link: primary, secondary
-CONNECT_S = SEND_S = 1
-TURN_S = 1
-LATE_S = 8 if SLOW else 2  # for a busy machine
-HELD_S = 0.3  # of real time, for what must not happen
+NAMED = {**LOCATED_STORE, "nuvek_Server PlatDomain1": NAME}
+EVERY_MINUTE = {**ACKNOWLEDGED_STORE, "nuvek_Server ReportCycle": "1"}
+TIMED_OUT = "errno EINPROGRESS"  # as a connect() says whose second is over
+NOT_TAKEN = "errno EAGAIN"  # as a send() says whose second is over
 
 
 def asks(agent):
@@ -26,91 +22,59 @@ def asks(agent):
     return client
 
 
-def is_held(client):
-    client.settimeout(HELD_S)
-    try:
-        assert client.recv(1024) == LOCKED
-        return False
-    except socket.timeout:
-        client.settimeout(WAIT_S)
-        return True
-
-
-class FullQueue:
-    """A platform that answers no handshake: its queue is full."""
-
-    def __init__(self, address, port):
-        self.listener = socket.socket()
-        self.listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
-        self.listener.bind((address, port))
-        self.listener.listen(0)
-        self.waiting = []
-        while self._takes_one_more(address, port):
-            pass
-
-    def _takes_one_more(self, address, port):
-        self.waiting.append(socket.socket())
-        self.waiting[-1].settimeout(HELD_S)
-        try:
-            self.waiting[-1].connect((address, port))
-        except socket.timeout:
-            return False
-        return True
-
-
-def test_a_platform_that_answers_no_handshake_costs_a_second_for_each_of_two_attempts(gateway):
-    agent = gateway(LOCATED_STORE)
-    queues = [FullQueue(address, agent.primary.port) for address in (PRIMARY, SECONDARY)]
-    agent.start("-v", "1")
-    agent.wait_log("ERROR nuvek_Link_Remoteserver: connect remote server error")
-    begin = time.monotonic()
-    client = asks(agent)
-    agent.wait_log("ERROR nuvek_Link_Remoteserver: connect remote server error", 2)
-    link_s = time.monotonic() - begin
-    assert ATTEMPTS * CONNECT_S - 0.5 < link_s < ATTEMPTS * CONNECT_S + TURN_S + LATE_S
-    assert client.recv(1024) == LOCKED, "clients have their turn between two links"
-    assert len(queues) == 2 and "connect: Connection refused" not in agent.errors()
-
-
-def test_a_platform_that_never_reads_costs_a_second_for_each_request_once_it_is_full(gateway):
-    agent = gateway(LOCATED_STORE)
-    agent.primary.up(receive_bytes=1)
-    agent.start("-v", "1")
-    link = agent.primary.accept()
-
-    def seconds_of_two_turns():
-        begin = time.monotonic()
-        agent.turns(1)
-        return time.monotonic() - begin
-
-    def is_full():
-        return seconds_of_two_turns() > SEND_S - 0.1 and "ERROR nuvek_sendPostRequest: send error" in agent.log()
-
-    wait_for(is_full, "a connection that takes no more", agent.state)
-    assert seconds_of_two_turns() < 2 * SEND_S + LATE_S
-    link.reset()
-    assert agent.primary.accept().request() == inform0()
-
-
 def test_a_silent_name_server_holds_the_loop_until_the_resolver_gives_up(gateway):
-    agent = gateway({**LOCATED_STORE, "nuvek_Server PlatDomain1": NAME})
+    agent = gateway(NAMED)
     agent.primary.up()
     agent.name(NAME, "-")
-    agent.start()
-    agent.wait_record("lookup " + NAME)
+    agent.launch()
+    assert not agent.turn() and agent.waits_in() == "lookup " + NAME
     client = asks(agent)
-    assert is_held(client)
+    assert not agent.turn()
     agent.name(NAME, PRIMARY)
     assert client.recv(1024) == LOCKED
     assert agent.primary.accept().request() == inform0()
 
 
 def test_the_end_comes_at_once_while_a_name_is_looked_up(gateway):
-    agent = gateway({**LOCATED_STORE, "nuvek_Server PlatDomain1": NAME})
+    agent = gateway(NAMED)
     agent.name(NAME, "-")
-    agent.start()
-    agent.wait_record("lookup " + NAME)
+    agent.launch()
+    assert not agent.turn() and agent.waits_in() == "lookup " + NAME
     agent.stop()
+
+
+def test_two_attempts_that_time_out_are_a_link_and_a_client_has_its_turn_between_two_links(gateway):
+    agent = gateway(LOCATED_STORE)
+    agent.hold("connect")
+    agent.launch("-v", "1")
+    client = None
+    for _ in range(2):
+        for address in (PRIMARY, SECONDARY):
+            assert not agent.turn()
+            assert agent.waits_in().endswith(" %s:%d" % (address, agent.platform_port))
+            if client is None:
+                client = asks(agent)
+            agent.go_on(answer=TIMED_OUT)
+        agent.turn()
+        assert client.recv_now(1024) == LOCKED if _ == 0 else True
+    assert agent.log().count("ERROR nuvek_Link_Remoteserver: connect remote server error") == 2
+    assert agent.errors().count("connect: Operation now in progress\n") == 4
+
+
+def test_a_request_that_is_not_taken_within_its_second_fails_and_the_next_one_is_tried_on_the_same_connection(gateway):
+    agent = gateway(LOCATED_STORE)
+    agent.primary.up()
+    agent.start("-v", "1")
+    link = agent.primary.accept()
+    assert link.request() == inform0()
+    for times in range(1, 4):
+        agent.go_to("send")
+        agent.go_on(answer=NOT_TAKEN)
+        assert agent.log().count("ERROR nuvek_sendPostRequest: send error") == times
+    assert link.take() == []
+    assert link.request() == inform0()
+    link.reset()
+    assert agent.primary.accept().request() == inform0()
 
 
 def test_a_delayed_result_that_hangs_holds_the_next_report_but_not_the_local_port(gateway):
@@ -124,102 +88,83 @@ def test_a_delayed_result_that_hangs_holds_the_next_report_but_not_the_local_por
     link = agent.primary.accept()
     assert link.request() == speed_result()
     agent.name(NAME, "-")
-    looked_up = agent.records().count("lookup " + NAME)
     link.answer(answer(result_response(message_id(NOW), -3)))
     link.expect_close()
     agent.wait_log("DEBUG nuvek_set_delaySessionTime: n :1, delay session time:10")
-    agent.clock += 11
-    agent.wait_record("lookup " + NAME, looked_up + 1)
+    agent.let_pass(11)
+    assert agent.waits_in(TIMER) == "lookup " + NAME
     client = asks(agent)
     assert client.recv(1024) == LOCKED
     agent.clock += 51
-    agent.wait_record("set nuvek_Common LastInformTime=%d" % (NOW + 62))
+    assert not agent.turn() and agent.waits_in(MAIN) == "lock"
+    assert agent.records()[-1] == "set nuvek_Common LastInformTime=%d" % (NOW + 62)
     client = asks(agent)
-    assert is_held(client) and agent.primary.nobody_waits()
+    assert not agent.turn() and agent.primary.nobody_waits()
     agent.name(NAME, PRIMARY)
     received = agent.primary.accept()
-    assert sorted([received.request(), received.request()]) == sorted([speed_result(NOW + 62), period_report()])
+    assert [received.request(), received.request()] == [speed_result(NOW + 62), period_report()]
     assert client.recv(1024) == LOCKED
 
 
 def test_the_start_waits_for_the_kernel_module_and_can_be_ended(gateway):
     agent = gateway()
-    agent.program("insmod", "exec sleep 5")
+    agent.hold("system insmod")
     agent.launch()
-    agent.wait_record("system insmod ROOT/lib/modules/speedtest.ko")
+    assert not agent.turn() and agent.waits_in() == "system insmod %s/lib/modules/speedtest.ko" % agent.root
     with pytest.raises(ConnectionRefusedError):
         agent.local()
     agent.stop()
 
 
-def test_measuring_programs_that_hang_hold_nothing_up(gateway):
-    agent = gateway({**MEASURED, "nuvek_Common LastTraceTime": str(NOW - 604800), "nuvek_Server ReportCycle": "1"})
-    agent.program("httpSpeed", "exec sleep 5")
-    agent.program("traceroute", "exec sleep 5")
-    agent.program("pidof", "echo 77")
-    agent.primary.up()
-    agent.start()
-    agent.wait_record(SPEED)
-    agent.wait_record(TRACE)
-    agent.clock += 61
-    assert agent.primary.accept().request() == period_report()
-    client = asks(agent)
-    assert client.recv(1024) == LOCKED
-
-
 def test_a_pidof_that_hangs_holds_the_loop_until_it_ends(gateway):
     agent = gateway({**MEASURED, "nuvek_Common LastTraceTime": str(NOW - 604800)})
-    agent.program("pidof", 'while [ ! -e "$NUVEK_ROOT/tmp/go" ]; do sleep 0.05; done; echo 77')
+    agent.hold("system pidof")
     agent.primary.up()
     agent.start()
-    agent.wait_record(PIDOF)
+    assert not agent.turn()
+    assert agent.records()[-1] == PIDOF
     client = asks(agent)
-    assert is_held(client)
-    agent.write("tmp/go", "")
+    assert not agent.turn()
+    agent.release("system pidof")
     assert client.recv(1024) == LOCKED
 
 
-def test_a_pipe_in_place_of_a_result_file_holds_the_loop_until_it_is_written(gateway):
-    agent = gateway(MEASURED)
-    pipe = agent.root / "var/httpSpeed"
-    os.mkfifo(pipe)
+def test_silent_clients_delay_a_report_by_one_wait_and_the_next_client_by_one_wait_each(gateway):
+    agent = gateway(EVERY_MINUTE)
     agent.primary.up()
     agent.start()
-    agent.wait_record(SPEED)
-    agent.uptime += 41
+    silent = [agent.local() for _ in range(2)]
+    honest = asks(agent)
+    assert not agent.turn()
+    agent.clock += 61
+    agent.time_out()
+    link = agent.primary.accept()
+    assert link.request() == period_report()
+    link.answer(answer("{}"))
+    assert not agent.turn()
+    agent.time_out()
+    assert honest.recv(1024) == LOCKED
+    for client in (*silent, honest):
+        assert client.recv(1) == b""
+        client.close()
+    link.expect_close()
 
-    def reader_waits():
-        try:
-            return os.fdopen(os.open(pipe, os.O_WRONLY | os.O_NONBLOCK), "w")
-        except OSError:
-            return None
 
-    writer = wait_for(reader_waits, "the agent to open the speed table", agent.state)
-    client = asks(agent)
-    assert is_held(client)
-    with writer:
-        writer.write("1.5,2.25")
-    assert agent.primary.accept().request() == speed_result(table="1.5,2.25")
-    assert client.recv(1024) == LOCKED
-
-
-def test_a_log_that_nobody_reads_holds_the_loop_until_somebody_does(gateway):
-    agent = gateway(ACKNOWLEDGED_STORE)
-    os.mkfifo(agent.output_path)
-    reader = os.open(agent.output_path, os.O_RDONLY | os.O_NONBLOCK)
+def test_a_client_that_sends_garbage_and_stays_holds_the_loop_until_it_leaves(gateway):
+    """So it has always been; only the wait for the first byte has an end."""
+    agent = gateway(EVERY_MINUTE)
+    agent.primary.up()
     agent.start("-v", "1")
-    for _ in range(2000):  # far more than a pipe holds
-        client = asks(agent)
-        if is_held(client):
-            break
-    client.setblocking(False)
-
-    def answer_after_more_of_the_log():
-        try:
-            os.read(reader, 65536)
-            return client.recv(1024)
-        except BlockingIOError:
-            return None
-
-    assert wait_for(answer_after_more_of_the_log, "the client's answer") == LOCKED
-    os.close(reader)
+    client = agent.local()
+    agent.clock += 61
+    for times in range(1, 12):
+        client.sendall(b"x")
+        assert not agent.turn()
+        assert agent.waits_in() == "recv %d" % client.fd
+        assert agent.log().count("DEBUG nuvek_localProcess: recv :1") == times
+        assert agent.primary.nobody_waits()
+    client.close()
+    link = agent.primary.accept()
+    assert link.request() == period_report()
+    link.answer(answer("{}"))
+    link.expect_close()

@@ -14,8 +14,9 @@
 #include "agent/base/counters.h"
 #include "agent/base/log.h"
 #include "agent/base/text.h"
-#include "agent/tasks/result_state.h"
-#include "agent/tasks/task_state.h"
+#include "agent/link/object_path.h"
+#include "agent/tasks/back_off.h"
+#include "agent/tasks/task.h"
 #include "platform/tcapi.h"
 #include "tests/fuzz/fuzz.h"
 

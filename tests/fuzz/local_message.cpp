@@ -9,7 +9,7 @@
 
 #include "agent/base/text.h"
 #include "agent/json/json_value.h"
-#include "agent/local/local_server.h"
+#include "agent/local/local_server_steps.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/gateway.h"
 
@@ -119,7 +119,7 @@ bool is_answer(const std::string& answer, const char* result) {
 
 }  // namespace
 
-extern "C" int accept(int, sockaddr*, socklen_t*) { return std::exchange(g_waiting, -1); }
+extern "C" int accept4(int, sockaddr*, socklen_t*, int) { return std::exchange(g_waiting, -1); }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string_view bytes = fuzz::bytes_of(data, size);

@@ -1,7 +1,7 @@
 // One block as the platform's socket gives it, through receiving, framing, dispatch and every handler.
 #include <algorithm>
 
-#include "agent/rpc/response.h"
+#include "agent/rpc/response_steps.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/gateway.h"
 
@@ -34,7 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const Verdict verdict(sent);
   fuzz::Gateway gateway;
   gateway.platform.send_all(sent);
-  const int result = nuvek_serverProcess(g_server_Arg.fd, &g_devinfo, &g_server_Arg);
+  const int result = nuvek_serverProcess(g_connection, &g_devinfo, &g_server_Arg);
 
   FUZZ_CHECK(result == verdict.result);
   const std::string requests = gateway.platform.take_received();

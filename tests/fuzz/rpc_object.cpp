@@ -1,8 +1,8 @@
 // One RPC object's text through the reading of its envelope and, as it came out, to the handler of its method.
 #include <algorithm>
 
-#include "agent/rpc/dispatch.h"
-#include "agent/rpc/response.h"
+#include "agent/rpc/dispatch_steps.h"
+#include "agent/rpc/response_steps.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/gateway.h"
 

@@ -18,15 +18,11 @@ struct Attribute {
 
 bool is_sound(std::string_view text) { return tcapi_store::check(text).reason == nullptr; }
 
-std::vector<uint32_t> nodes_of(std::string_view text) {
-  std::vector<uint32_t> begins(tcapi_store::list_nodes(text, nullptr, 0));
-  FUZZ_CHECK(tcapi_store::list_nodes(text, begins.data(), begins.size()) == begins.size());
-  return begins;
-}
-
 Place find(std::string_view text, Attribute attribute) {
-  const std::vector<uint32_t> begins = nodes_of(text);
-  const Place place = tcapi_store::find(text, begins.data(), begins.size(), attribute.node, attribute.name);
+  std::vector<uint32_t> slots(tcapi_store::room_for_nodes(text));
+  const tcapi_store::NodeIndex index = {slots.data(), slots.size()};
+  tcapi_store::index_nodes(text, index);
+  const Place place = tcapi_store::find(text, index, attribute.node, attribute.name);
   FUZZ_CHECK(place.begin <= place.end && place.end <= text.size());
   FUZZ_CHECK(place.has_node || !place.has_attr);
   return place;

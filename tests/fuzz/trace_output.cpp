@@ -9,13 +9,13 @@ constexpr size_t kRequestSize = 2047;  // characters that a request can have
 
 void check_table() {
   // On the heap, so that a sanitizer sees the first byte written beyond it.
-  const std::unique_ptr<char[]> path(new char[kTracePathSize]);
-  memset(path.get(), 'x', kTracePathSize);
+  const std::unique_ptr<char[]> path(new char[kTraceRowsSize]);
+  memset(path.get(), 'x', kTraceRowsSize);
   nuvek_trace_parse(path.get());
-  const size_t length = strnlen(path.get(), kTracePathSize);
-  FUZZ_CHECK(length < kTracePathSize);
+  const size_t length = strnlen(path.get(), kTraceRowsSize);
+  FUZZ_CHECK(length < kTraceRowsSize);
   // A table that was cut to the buffer may end anywhere, a whole one only with a row.
-  const bool may_be_cut = length + 2 >= kTracePathSize;
+  const bool may_be_cut = length + 2 >= kTraceRowsSize;
   FUZZ_CHECK(length == 0 || may_be_cut || (path[0] == '[' && path[length - 1] == ']'));
 }
 

@@ -10,6 +10,7 @@ PROJECT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = os.environ["NUVEK_BUILD"]
 PREFIX = os.environ["NUVEK_PREFIX"].lstrip("/")
 LIBRARIES = os.environ["NUVEK_LIBDIR"] + "/nuvek"
+PAGE = PROJECT / "desk" / "console"
 
 FILES = {
     "agent": ["lib/systemd/system/nuvek-clock.service", "lib/systemd/system/nuvek.service", "lib/tmpfiles.d/nuvek.conf",
@@ -19,8 +20,10 @@ FILES = {
     "helpers": ["lib/nuvek/helpers/httpSpeed", "lib/nuvek/helpers/traceroute"],
     "standins": ["bin/tcapi", f"{LIBRARIES}/libmjson-1.5.so", f"{LIBRARIES}/libtcapi.so", "share/man/man1/tcapi.1"],
     "development": ["include/nuvek/mjson.h", "include/nuvek/tcapi.h"],
-    "desk": ["bin/nuvek-platform", "share/man/man1/nuvek-platform.1", *(
-        f"share/nuvek/scenarios/{path.name}" for path in (PROJECT / "desk/platform_server/scenarios").iterdir())] if os.environ["NUVEK_WITH_DESK"] == "ON" else [],
+    "desk": ["bin/nuvek-platform", "share/man/man1/nuvek-platform.1",
+             *(f"share/nuvek/scenarios/{path.name}" for path in (PROJECT / "desk/platform_server/scenarios").iterdir()),
+             *(f"share/nuvek/console/{path.relative_to(PAGE)}" for path in PAGE.rglob("*") if path.is_file())]
+    if os.environ["NUVEK_WITH_DESK"] == "ON" else [],
 }
 
 

@@ -7,9 +7,9 @@ import socket
 import time
 
 from bench.gateway import BUILD, Gateway, Platform
-from harness import Control, reserve_port
+from surroundings import Control, reserve_port
 
-CLOCK_LIBRARY = BUILD / "tests" / "libsoak_clock.so"
+WORLD_LIBRARY = BUILD / "tests" / "libgateway_world.so"
 COUNTERS = ("SuccessTask", "FailTask", "FailInform", "SuccessInform", "FailResult", "SuccessResult")
 PRIMARY, SECONDARY = "127.0.0.1", "127.0.0.2"
 FIRST_DAY = 1704067200  # 2024-01-01, UTC
@@ -57,7 +57,8 @@ class World:
         flash = self.root / "var/lib/tcapi/flash"
         flash.write_text(flash.read_text().replace("[nuvek_Server]\n", f"[nuvek_Server]\nPlatDomain2={SECONDARY}\n"))
         self._make_helpers()
-        self.gateway.environment.update(PATH=f"{self.root}/bin:/usr/bin:/bin", TZ="CST-8", NUVEK_RECORDER=str(clock))
+        self.gateway.environment.update(PATH=f"{self.root}/bin:/usr/bin:/bin", TZ="CST-8", NUVEK_WORLD="year",
+                                        NUVEK_WORLD_FOLDER=str(clock))
         self.starts = []  # number of requests at each start of the agent
 
     def _make_helpers(self):
@@ -126,7 +127,7 @@ class World:
     def _start(self):
         self.starts.append(len(self.requests()))
         self.control.set("parked", 0)
-        self.gateway.start("env", f"LD_PRELOAD={CLOCK_LIBRARY}")
+        self.gateway.start("env", f"LD_PRELOAD={WORLD_LIBRARY}")
         self._wait_parked()
 
     def turn_on(self, right_time=FIRST_DAY):

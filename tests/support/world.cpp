@@ -24,11 +24,15 @@
 #include "agent/base/counters.h"
 #include "agent/base/log.h"
 #include "agent/base/records.h"
+#include "agent/base/store.h"
+#include "agent/link/object_path.h"
 #include "agent/main/main_loop.h"
-#include "agent/report/registration.h"
-#include "agent/tasks/result_state.h"
+#include "agent/report/period_report.h"
+#include "agent/report/registration_steps.h"
+#include "agent/tasks/back_off.h"
 #include "agent/tasks/schedule.h"
-#include "agent/tasks/task_state.h"
+#include "agent/tasks/speed_test.h"
+#include "agent/tasks/task.h"
 #include "platform/tcapi.h"
 
 namespace {
@@ -69,6 +73,7 @@ void reset_agent() {
   g_resultRetryCount = 0;
   g_resultTimerId = 0;
   for (ObjPathEntry* entry = nuvek_ObjPathTable; entry->path != nullptr; ++entry) entry->id = 0;
+  store::g_refusal_told = false;
 }
 
 bool wait_readable(int fd, int timeout_ms) {
@@ -92,6 +97,7 @@ int tcapi_get(const char* node, const char* attr, char* value) {
 int tcapi_set(const char* node, const char* attr, const char* value) {
   const std::lock_guard<std::mutex> lock(world().mutex);
   world().store_calls.push_back(std::string("set ") + node + " " + attr + "=" + value);
+  if (world().refuse_writes) return -1;
   world().store[{node, attr}] = value;
   return world().write_result;
 }
@@ -207,6 +213,12 @@ int connect(int fd, const sockaddr* address, socklen_t size) {
   static auto* const real_connect = real<int(int, const sockaddr*, socklen_t)>("connect");
   if (g_world != nullptr && world().on_connect) return world().on_connect(fd, address);
   return real_connect(fd, address, size);
+}
+
+int accept4(int fd, sockaddr* address, socklen_t* size, int flags) {
+  static auto* const real_accept4 = real<int(int, sockaddr*, socklen_t*, int)>("accept4");
+  if (g_world != nullptr && world().on_accept) return world().on_accept(fd);
+  return real_accept4(fd, address, size, flags);
 }
 
 int accept(int fd, sockaddr* address, socklen_t* size) {

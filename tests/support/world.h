@@ -2,7 +2,7 @@
 // which the agent meets the world, so that a test sets the time, reads every store call in order and every shell
 // command, and makes a socket call fail. What a test does not take into its hands works as usual.
 //
-// Each test starts with a fresh World and a zeroed agent (run by ctest, each in a process of its own).
+// Each test starts with a fresh World and a zeroed agent; the tests of a room run one after the other in one process.
 #ifndef NUVEK_TESTS_SUPPORT_WORLD_H
 #define NUVEK_TESTS_SUPPORT_WORLD_H
 
@@ -31,6 +31,7 @@ struct World {
   std::vector<std::string> calls();
   std::vector<std::string> writes();  // the same without the gets
   void forget_calls();
+  bool refuse_writes = false;  // tcapi_set() changes nothing and says so
   int write_result = 0;  // what tcapi_set(), tcapi_commit() and tcapi_save() answer; the write is done in any case
 
   // --- time ----------------------------------------------------------------------------------------------------------

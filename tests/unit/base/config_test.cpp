@@ -1,9 +1,7 @@
 // What the agent loads from the store at start-up, and what it mirrors back.
-#include "agent/base/config.h"
-
 #include <cstring>
 
-#include "agent/tasks/task_state.h"
+#include "agent/base/config_steps.h"
 #include "tests/support/world.h"
 
 using ::testing::ElementsAre;
@@ -401,41 +399,6 @@ TEST_F(ConfigTest, AReportedFlagCountsByItsIntegerReading) {
     EXPECT_EQ(nuvekReport.aReported, flag) << '"' << text << '"';
     EXPECT_EQ(nuvekReport.bReported, flag) << '"' << text << '"';
   }
-}
-
-TEST_F(ConfigTest, AcknowledgingBlockAMarksItInMemoryAndStoreAndTriggersBothTasks) {
-  nuvekReport.lastBlock = 1;
-  nuvek_set_alreadyReport(0);
-  EXPECT_EQ(nuvekTask.speedTrigger, 1);
-  EXPECT_EQ(nuvekTask.traceTrigger, 1);
-  EXPECT_EQ(nuvekReport.aReported, 1);
-  EXPECT_EQ(nuvekReport.bReported, 0);
-  EXPECT_EQ(nuvekReport.lastBlock, 0);
-  EXPECT_THAT(world().calls(), ElementsAre("set nuvek_Entry0 alreadyReport=1", "commit nuvek_Entry0", "save"));
-}
-
-TEST_F(ConfigTest, AcknowledgingBlockBMarksBlockB) {
-  nuvek_set_alreadyReport(1);
-  EXPECT_EQ(nuvekTask.speedTrigger, 1);
-  EXPECT_EQ(nuvekTask.traceTrigger, 1);
-  EXPECT_EQ(nuvekReport.aReported, 0);
-  EXPECT_EQ(nuvekReport.bReported, 1);
-  EXPECT_EQ(nuvekReport.lastBlock, 1);
-  EXPECT_THAT(world().calls(), ElementsAre("set nuvek_Entry1 alreadyReport=1", "commit nuvek_Entry1", "save"));
-}
-
-TEST_F(ConfigTest, TheAcknowledgementIsWrittenWhateverTheStoreAnswers) {
-  world().write_result = -1;
-  nuvek_set_alreadyReport(0);
-  EXPECT_EQ(nuvekReport.aReported, 1);
-  EXPECT_EQ(world().writes().size(), 3U);
-}
-
-TEST_F(ConfigTest, AnAcknowledgementSurvivesARestart) {
-  nuvek_set_alreadyReport(1);
-  nuvekReport = {};
-  nuvek_load_reportFlags();
-  EXPECT_EQ(nuvekReport.bReported, 1);
 }
 
 // --- location blocks -------------------------------------------------------------------------------------------------

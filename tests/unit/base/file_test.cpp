@@ -2,7 +2,12 @@
 #include "agent/base/file.h"
 
 #include <dirent.h>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 
 #include "tests/support/world.h"
@@ -38,8 +43,9 @@ TEST_F(FileTest, APathThatIsTooLongIsCut) {
 }
 
 TEST_F(FileTest, AnOpenFileReadsWhatItHolds) {
+  char buffer[16];
   world().write_file("/var/note", "one line\n");
-  const file::Stream stream = file::open(file::Path("/var/note"), "r");
+  const file::Stream stream = file::open(file::Path("/var/note"), buffer);
   ASSERT_NE(stream, nullptr);
   char line[32] = "";
   EXPECT_NE(fgets(line, sizeof line, stream.get()), nullptr);
@@ -47,20 +53,79 @@ TEST_F(FileTest, AnOpenFileReadsWhatItHolds) {
 }
 
 TEST_F(FileTest, AFileThatIsNotThereGivesAnEmptyStream) {
-  EXPECT_EQ(file::open(file::Path("/var/absent"), "r"), nullptr);
-}
-
-TEST_F(FileTest, AWrittenFileIsCompleteOnceItsStreamIsGone) {
-  fputs("kept", file::open(file::Path("/var/note"), "w").get());
-  EXPECT_EQ(world().read_file("/var/note"), "kept");
+  char buffer[16];
+  EXPECT_EQ(file::open(file::Path("/var/absent"), buffer), nullptr);
 }
 
 TEST_F(FileTest, AStreamClosesItsDescriptor) {
+  char buffer[16];
   world().write_file("/var/note", "");
   const size_t before = open_descriptors();
   {
-    const file::Stream stream = file::open(file::Path("/var/note"), "r");
+    const file::Stream stream = file::open(file::Path("/var/note"), buffer);
     EXPECT_EQ(open_descriptors(), before + 1);
   }
   EXPECT_EQ(open_descriptors(), before);
+}
+
+TEST_F(FileTest, AStreamIsNotInheritedByHelperPrograms) {
+  char buffer[16];
+  world().write_file("/var/note", "");
+  const file::Stream stream = file::open(file::Path("/var/note"), buffer);
+  EXPECT_EQ(fcntl(fileno(stream.get()), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+}
+
+// --- replacing a file ------------------------------------------------------------------------------------------------
+
+class ReplacementTest : public AgentTest {
+ protected:
+  file::Path path_{"/var/keys"};
+  file::Path beside_{"/var/keys.new"};
+};
+
+TEST_F(ReplacementTest, TheNewFileTakesTheOldOnesPlaceAndNothingIsLeftBeside) {
+  world().write_file("/var/keys", "a longer text than the new one");
+  file::Replacement file(path_, beside_);
+  ASSERT_TRUE(file.is_open());
+  EXPECT_EQ(world().read_file("/var/keys"), "a longer text than the new one") << "until it is finished";
+  EXPECT_TRUE(file.finish("new"));
+  EXPECT_EQ(world().read_file("/var/keys"), "new");
+  EXPECT_EQ(world().read_file("/var/keys.new"), std::nullopt);
+}
+
+TEST_F(ReplacementTest, ALeftoverOfAnEarlierRunDoesNoHarm) {
+  world().write_file("/var/keys.new", "half a file of an earlier run");
+  file::Replacement file(path_, beside_);
+  EXPECT_TRUE(file.finish("new"));
+  EXPECT_EQ(world().read_file("/var/keys"), "new");
+}
+
+TEST_F(ReplacementTest, AFullDiskLeavesTheOldFileAndNothingBeside) {
+  world().write_file("/var/keys", "old");
+  file::Replacement file(path_, beside_);
+  signal(SIGXFSZ, SIG_IGN);  // the write fails instead
+  rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit few{4, before.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &few);
+  const bool finished = file.finish("more than four bytes");
+  setrlimit(RLIMIT_FSIZE, &before);
+  EXPECT_FALSE(finished);
+  EXPECT_EQ(world().read_file("/var/keys"), "old");
+  EXPECT_EQ(world().read_file("/var/keys.new"), std::nullopt);
+}
+
+TEST_F(ReplacementTest, WhatCannotBeRenamedIsAFailure) {
+  file::Replacement file(path_, beside_);
+  ASSERT_EQ(mkdir(path_.c_str(), 0755), 0);
+  EXPECT_FALSE(file.finish("new"));
+  EXPECT_EQ(world().read_file("/var/keys.new"), std::nullopt);
+}
+
+TEST_F(ReplacementTest, AFolderInEitherPlaceCannotBeOpened) {
+  ASSERT_EQ(mkdir(path_.c_str(), 0755), 0);
+  EXPECT_FALSE(file::Replacement(path_, beside_).is_open());
+  ASSERT_EQ(rmdir(path_.c_str()), 0);
+  ASSERT_EQ(mkdir(beside_.c_str(), 0755), 0);
+  EXPECT_FALSE(file::Replacement(path_, beside_).is_open());
 }

@@ -6,7 +6,7 @@
 
 #include "agent/base/clock.h"
 #include "agent/main/main_loop.h"
-#include "agent/report/registration.h"
+#include "agent/report/registration_steps.h"
 #include "tests/support/world.h"
 
 namespace {

@@ -37,3 +37,34 @@ TEST(Text, StripColonsWritesNoTerminator) {
   nuvek_strip_colons(plain, "a:b::c");
   EXPECT_STREQ(plain, "abczzzz");
 }
+
+TEST(Text, ATextOfAMessageIsNotCutInsideAnEscape) {
+  const struct {
+    const char* text;
+    size_t size;
+    const char* kept;
+  } cases[] = {
+      {R"(abc)", 8, "abc"},
+      {R"(abcdefgh)", 4, "abc"},
+      {R"(ab\ncd)", 4, "ab"},  // the cut would fall behind the backslash
+      {R"(ab\ncd)", 5, R"(ab\n)"},
+      {R"(ab\\cd)", 4, "ab"},  // an escaped backslash
+      {R"(a\\\"b)", 5, R"(a\\)"},
+      {R"(a\u00e9b)", 7, "a"},
+      {R"(a\u00e9b)", 8, R"(a\u00e9)"},
+      {R"(a\u12)", 8, R"(a\u12)"},  // no whole escape, but nothing is cut
+      {R"(\n)", 2, ""},
+      {"", 1, ""},
+  };
+  for (const auto& one : cases) {
+    char out[16] = "before";
+    text::copy_escaped(out, one.size, one.text);
+    EXPECT_STREQ(out, one.kept) << one.text << " into " << one.size;
+  }
+}
+
+TEST(Text, ANumberIsPrintedInDecimal) {
+  for (const int32_t value : {0, 7, -7, 10, INT32_MAX, INT32_MIN}) {
+    EXPECT_EQ(text::Number(value).c_str(), std::to_string(value));
+  }
+}

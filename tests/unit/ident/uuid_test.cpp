@@ -4,8 +4,6 @@
 // The generator's memory lives as long as the process and is never reset. It takes a clock at zero seconds and zero
 // microseconds for "never used", so a UUID made at that instant lets each test begin with a first use, in whatever
 // order tests run.
-#include "agent/ident/uuid.h"
-
 #include <dlfcn.h>
 #include <poll.h>
 #include <unistd.h>
@@ -15,6 +13,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "agent/ident/uuid_steps.h"
 #include "tests/support/world.h"
 
 using ::testing::ElementsAre;

@@ -9,9 +9,10 @@ namespace {
 
 using JsonBuild = AgentTest;
 
-std::string printed(const json_value* root) {
+// What stands in a value, also in one that has lost a member.
+std::string printed(const json::Value& value) {
   char* text = nullptr;
-  EXPECT_EQ(json_tree_to_string(root, &text), JSON_OK);
+  EXPECT_EQ(json_tree_to_string(value.tree(), &text), JSON_OK);
   const json::Text owner(text);
   return text == nullptr ? "" : text;
 }
@@ -19,97 +20,97 @@ std::string printed(const json_value* root) {
 }  // namespace
 
 TEST_F(JsonBuild, MembersStandInTheOrderOfTheirAdding) {
-  const json::Tree root(json_new_object());
-  EXPECT_EQ(json_AddStringToObject(root.get(), "Z", "last"), 0);
-  EXPECT_EQ(json_AddNumberToObject(root.get(), "A", 1), 0);
-  EXPECT_EQ(json_AddItemToObject(root.get(), "M", json_new_array()), 0);
-  EXPECT_EQ(printed(root.get()), "{\"Z\":\"last\",\"A\":1,\"M\":[]}");
+  json::Value root = json::Value::object();
+  EXPECT_EQ(json_AddStringToObject(root, "Z", "last"), 0);
+  EXPECT_EQ(json_AddNumberToObject(root, "A", 1), 0);
+  EXPECT_EQ(json_AddItemToObject(root, "M", json::Value::array()), 0);
+  EXPECT_EQ(printed(root), "{\"Z\":\"last\",\"A\":1,\"M\":[]}");
 }
 
 TEST_F(JsonBuild, NumbersArePrintedWhole) {
-  const json::Tree root(json_new_object());
-  json_AddNumberToObject(root.get(), "zero", 0);
-  json_AddNumberToObject(root.get(), "minus", -7);
-  json_AddNumberToObject(root.get(), "most", INT32_MAX);
-  json_AddNumberToObject(root.get(), "least", INT32_MIN);
-  EXPECT_EQ(printed(root.get()), "{\"zero\":0,\"minus\":-7,\"most\":2147483647,\"least\":-2147483648}");
+  json::Value root = json::Value::object();
+  json_AddNumberToObject(root, "zero", 0);
+  json_AddNumberToObject(root, "minus", -7);
+  json_AddNumberToObject(root, "most", INT32_MAX);
+  json_AddNumberToObject(root, "least", INT32_MIN);
+  EXPECT_EQ(printed(root), "{\"zero\":0,\"minus\":-7,\"most\":2147483647,\"least\":-2147483648}");
 }
 
 TEST_F(JsonBuild, TwoMembersOfTheSameNameAreBothKept) {
-  const json::Tree root(json_new_object());
-  EXPECT_EQ(json_AddStringToObject(root.get(), "A", "first"), 0);
-  EXPECT_EQ(json_AddNumberToObject(root.get(), "A", 2), 0);
-  EXPECT_EQ(printed(root.get()), "{\"A\":\"first\",\"A\":2}");
+  json::Value root = json::Value::object();
+  EXPECT_EQ(json_AddStringToObject(root, "A", "first"), 0);
+  EXPECT_EQ(json_AddNumberToObject(root, "A", 2), 0);
+  EXPECT_EQ(printed(root), "{\"A\":\"first\",\"A\":2}");
 }
 
 TEST_F(JsonBuild, AnEmptyStringIsAMember) {
-  const json::Tree root(json_new_object());
-  json_AddStringToObject(root.get(), "A", "");
-  EXPECT_EQ(printed(root.get()), "{\"A\":\"\"}");
+  json::Value root = json::Value::object();
+  json_AddStringToObject(root, "A", "");
+  EXPECT_EQ(printed(root), "{\"A\":\"\"}");
 }
 
 TEST_F(JsonBuild, NothingIsEscaped) {
-  const json::Tree root(json_new_object());
-  json_AddStringToObject(root.get(), "na\"me", "va\"l\\ue\n");
-  EXPECT_EQ(printed(root.get()), "{\"na\"me\":\"va\"l\\ue\n\"}");
+  json::Value root = json::Value::object();
+  json_AddStringToObject(root, "na\"me", "va\"l\\ue\n");
+  EXPECT_EQ(printed(root), "{\"na\"me\":\"va\"l\\ue\n\"}");
 }
 
 TEST_F(JsonBuild, NamesAndValuesAreCopied) {
   char name[] = "A";
   char value[] = "x";
-  const json::Tree root(json_new_object());
-  json_AddStringToObject(root.get(), name, value);
+  json::Value root = json::Value::object();
+  json_AddStringToObject(root, name, value);
   name[0] = 'B';
   value[0] = 'y';
-  EXPECT_EQ(printed(root.get()), "{\"A\":\"x\"}");
+  EXPECT_EQ(printed(root), "{\"A\":\"x\"}");
 }
 
 TEST_F(JsonBuild, AnObjectIsNestedAndOwnedByItsParent) {
-  const json::Tree root(json_new_object());
-  json_value* inner = json_new_object();
+  json::Value root = json::Value::object();
+  json::Value inner = json::Value::object();
   json_AddNumberToObject(inner, "ID", 7);
-  EXPECT_EQ(json_AddItemToObject(root.get(), "Result", inner), 0);
-  EXPECT_EQ(printed(root.get()), "{\"Result\":{\"ID\":7}}");
+  EXPECT_EQ(json_AddItemToObject(root, "Result", std::move(inner)), 0);
+  EXPECT_EQ(printed(root), "{\"Result\":{\"ID\":7}}");
 }
 
 TEST_F(JsonBuild, ObjectsOfOneMemberAreAppendedToAnArray) {
-  const json::Tree array(json_new_array());
-  EXPECT_EQ(json_AddStringObjectToArray(array.get(), "Name", "br0"), 0);
-  EXPECT_EQ(json_AddNumberObjectToArray(array.get(), "MTU", -1), 0);
-  EXPECT_EQ(printed(array.get()), "[{\"Name\":\"br0\"},{\"MTU\":-1}]");
+  json::Value array = json::Value::array();
+  EXPECT_EQ(json_AddStringObjectToArray(array, "Name", "br0"), 0);
+  EXPECT_EQ(json_AddNumberObjectToArray(array, "MTU", -1), 0);
+  EXPECT_EQ(printed(array), "[{\"Name\":\"br0\"},{\"MTU\":-1}]");
 }
 
 TEST_F(JsonBuild, AnObjectOfOneMemberIsTheValueOfALabel) {
-  const json::Tree root(json_new_object());
-  json_value* label = json_new_string("Wrapped");
+  json::Value label(json_new_string("Wrapped"));
   EXPECT_EQ(json_AddNumberObjectToArray(label, "ID", 3), 0);
-  EXPECT_EQ(json_insert_child(root.get(), label), JSON_OK);
-  EXPECT_EQ(printed(root.get()), "{\"Wrapped\":{\"ID\":3}}");
+  char* text = nullptr;
+  EXPECT_EQ(json_tree_to_string(json_label_value(label.tree()), &text), JSON_OK);
+  EXPECT_STREQ(json::Text(text).get(), "{\"ID\":3}");
 }
 
 TEST_F(JsonBuild, ARefusedMemberIsMissingAndReturnsTheLibrarysCode) {
-  const json::Tree array(json_new_array());
-  EXPECT_EQ(json_AddStringToObject(array.get(), "A", "x"), JSON_BAD_TREE);  // an array takes no member
-  EXPECT_EQ(printed(array.get()), "[]");
-  const json::Tree root(json_new_object());
-  EXPECT_EQ(json_AddStringObjectToArray(root.get(), "A", "x"), JSON_BAD_TREE);  // an object takes no element
-  EXPECT_EQ(json_AddItemToObject(root.get(), "A", nullptr), JSON_BAD_TREE);
-  EXPECT_EQ(printed(root.get()), "{}");
+  json::Value array = json::Value::array();
+  EXPECT_EQ(json_AddStringToObject(array, "A", "x"), JSON_BAD_TREE);  // an array takes no member
+  EXPECT_EQ(printed(array), "[]");
+  json::Value root = json::Value::object();
+  EXPECT_EQ(json_AddStringObjectToArray(root, "A", "x"), JSON_BAD_TREE);  // an object takes no element
+  EXPECT_EQ(json_AddItemToObject(root, "A", json::Value(nullptr)), JSON_BAD_TREE);
+  EXPECT_EQ(printed(root), "{}");
 }
 
 TEST_F(JsonBuild, AnElementIsAppendedToAnArrayAndReleasedWhenItIsRefused) {
-  const json::Tree array(json_new_array());
-  EXPECT_EQ(json::append(array.get(), json_new_number("1")), JSON_OK);
-  EXPECT_EQ(printed(array.get()), "[1]");
-  const json::Tree number(json_new_number("1"));
-  EXPECT_NE(json::append(number.get(), json_new_object()), JSON_OK);
+  json::Value array = json::Value::array();
+  EXPECT_EQ(json_AddItemToArray(array, json::Value(json_new_number("1"))), JSON_OK);
+  EXPECT_EQ(printed(array), "[1]");
+  json::Value number(json_new_number("1"));
+  EXPECT_NE(json_AddItemToArray(number, json::Value::object()), JSON_OK);
 }
 
 // --- messages --------------------------------------------------------------------------------------------------------
 
 TEST_F(JsonBuild, ABodyIsTheUuidAndTheMessage) {
-  const json::Message message;
-  json_AddNumberToObject(message.root(), "ID", 1);
+  json::Value message = json::Value::object();
+  json_AddNumberToObject(message, "ID", 1);
   char body[64];
   message.print_body(body, sizeof body, "uu-id");
   EXPECT_STREQ(body, "[\"uu-id\",{\"ID\":1}]");
@@ -117,22 +118,38 @@ TEST_F(JsonBuild, ABodyIsTheUuidAndTheMessage) {
 }
 
 TEST_F(JsonBuild, ABodyIsCutToItsBuffer) {
-  const json::Message message;
-  json_AddNumberToObject(message.root(), "ID", 1);
+  json::Value message = json::Value::object();
+  json_AddNumberToObject(message, "ID", 1);
   char body[10];
   message.print_body(body, sizeof body, "uuid");
   EXPECT_STREQ(body, "[\"uuid\",{");
 }
 
+TEST_F(JsonBuild, AMemberThatWasLostDeepInsideIsMissedByTheMessage) {
+  json::Value inner = json::Value::object();
+  json_AddItemToObject(inner, "A", json::Value(nullptr));
+  json::Value array = json::Value::array();
+  EXPECT_EQ(json_AddItemToArray(array, std::move(inner)), JSON_OK);
+  json::Value message = json::Value::object();
+  EXPECT_EQ(json_AddItemToObject(message, "Params", std::move(array)), JSON_OK);
+  EXPECT_EQ(message.text(), nullptr);
+}
+
+TEST_F(JsonBuild, ATreeIsReleasedOnceAndTheLibrarysCodeReturned) {
+  json::Value message = json::Value::object();
+  EXPECT_EQ(message.free(), JSON_OK);
+  EXPECT_EQ(message.tree(), nullptr);
+}
+
 TEST_F(JsonBuild, AMessageThatLostAMemberHasNoTextAndAnEmptyBody) {
   char body[64] = "before";
   {
-    const json::Message message;
-    json_AddItemToObject(message.root(), "A", nullptr);
+    json::Value message = json::Value::object();
+    json_AddItemToObject(message, "A", json::Value(nullptr));
     EXPECT_EQ(message.text(), nullptr);
     message.print_body(body, sizeof body, "uuid");
   }
   EXPECT_STREQ(body, "");
-  const json::Message next;
+  const json::Value next = json::Value::object();
   EXPECT_STREQ(next.text().get(), "{}") << "the next message is whole again";
 }

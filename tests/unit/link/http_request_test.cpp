@@ -47,7 +47,7 @@ class Request : public AgentTest {
   int send_body(const std::string& body) {
     body_ = body;
     body_.push_back('\0');
-    const int result = nuvek_sendPostRequest(g_server_Arg.fd, body_.data());
+    const int result = nuvek_sendPostRequest(g_connection, body_.data());
     body_.pop_back();
     return result;
   }
@@ -120,9 +120,10 @@ TEST_F(Request, ASentRequestIsLogged) {
 
 TEST_F(Request, ADescriptorBelowOneIsRefused) {
   take({});
-  for (const int fd : {0, -1, -7}) {
+  for (const int number : {0, -1, -7}) {
+    std::atomic<int32_t> fd{number};
     char body[] = "{\"Long\":\"1.5\"}";
-    EXPECT_THAT(log_lines([&] { EXPECT_EQ(nuvek_sendPostRequest(fd, body), -1); }),
+    EXPECT_THAT(log_lines([&] { EXPECT_EQ(nuvek_sendPostRequest(Connection(fd), body), -1); }),
                 ElementsAre("DEBUG nuvek_sendPostRequest Enter", "ERROR nuvek_sendPostRequest fd error"));
     EXPECT_STREQ(body, "{\"Long\":\"1.5\"}");
   }
@@ -136,7 +137,8 @@ TEST_F(Request, AnEmptyBodyIsRefused) {
 
 TEST_F(Request, TheDescriptorIsLookedAtAheadOfTheBody) {
   char body[] = "";
-  EXPECT_THAT(log_lines([&] { EXPECT_EQ(nuvek_sendPostRequest(0, body), -1); }),
+  std::atomic<int32_t> fd{0};
+  EXPECT_THAT(log_lines([&] { EXPECT_EQ(nuvek_sendPostRequest(Connection(fd), body), -1); }),
               Contains("ERROR nuvek_sendPostRequest fd error"));
 }
 

@@ -1,6 +1,4 @@
 // The local location port over real sockets.
-#include "agent/local/local_server.h"
-
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -12,6 +10,7 @@
 #include <cstring>
 #include <thread>
 
+#include "agent/local/local_server_steps.h"
 #include "agent/main/main_loop.h"
 #include "tests/support/world.h"
 
@@ -91,6 +90,20 @@ TEST_F(LocalServerTest, AnyFourBytesMayStandAheadOfTheMessage) {
        {std::string("\0\0\0\x3a", 4), std::string("abcd"), std::string("\xff\xff\xff\xff")}) {
     world().put("nuvek_Entry0", "GISInterface", "");
     EXPECT_EQ(post(prefix + kPost), R"({"Result":0,"ID":7})");
+  }
+}
+
+TEST_F(LocalServerTest, AMessageAsDeepAsItsLengthAllowsIsStoredAsAnyOther) {
+  listen_now();
+  const std::string head = R"({"Longitude":"116.397128","Deep":)";
+  const std::string tail = R"(,"Latitude":"39.916527","ID":"7"})";
+  const size_t deepest = (kLocalMessageSize - head.size() - tail.size()) / 2;
+  for (const size_t levels : {size_t{65}, deepest}) {
+    world().put("nuvek_Entry0", "GISInterface", "");
+    world().put("nuvek_Entry0", "Lat", "");
+    EXPECT_EQ(post(head + std::string(levels, '[') + std::string(levels, ']') + tail), R"({"Result":0,"ID":7})");
+    EXPECT_EQ(world().get("nuvek_Entry0", "Long"), "116.39713") << levels;
+    EXPECT_EQ(world().get("nuvek_Entry0", "Lat"), "39.91653") << levels;
   }
 }
 

@@ -1,9 +1,8 @@
 // Storing a posted location, and the number parser behind it.
-#include "agent/local/location.h"
-
 #include <cmath>
 #include <random>
 
+#include "agent/local/location_steps.h"
 #include "tests/support/world.h"
 
 using ::testing::ElementsAre;
@@ -158,4 +157,11 @@ TEST_F(LocationTest, TheParserAgreesWithAnIndependentOneOnManyTexts) {
         digits == 0.0 ? static_cast<float>(signed_digits) : static_cast<float>(signed_digits * std::pow(10.0, power));
     ASSERT_EQ(nuvek_strToFloat(text.c_str()), expected) << text;
   }
+}
+
+TEST_F(LocationTest, ATextIsNotCutRightBehindTheBackslashOfAnEscape) {
+  GisInfo record{};
+  nuvek_save_node(R"({"AreaCode":"12345678901234\"5","GISDigest":"a\\b"})", nullptr, &record);
+  EXPECT_EQ(world().get("nuvek_Entry0", "AreaCode"), "12345678901234");
+  EXPECT_EQ(world().get("nuvek_Entry0", "GISDigest"), R"(a\\b)");
 }

@@ -9,10 +9,10 @@
 #include "agent/base/clock.h"
 #include "agent/base/log.h"
 #include "agent/base/records.h"
-#include "agent/report/registration.h"
-#include "agent/tasks/result_state.h"
-#include "agent/tasks/task_state.h"
-#include "agent/timer/timer.h"
+#include "agent/report/registration_steps.h"
+#include "agent/tasks/back_off.h"
+#include "agent/tasks/task.h"
+#include "agent/timer/timer_steps.h"
 #include "tests/support/world.h"
 
 using ::testing::Contains;
@@ -73,65 +73,7 @@ class MainLoopTest : public AgentTest {
   }
 };
 
-class SeedTest : public AgentTest {
- protected:
-  SeedTest() {
-    world().set_clock(kNow_s, 99);
-    world().write_file("/tmp/timeSync", "");
-  }
-};
-
 }  // namespace
-
-// --- the first "LastInformTime" --------------------------------------------------------------------------------------
-
-TEST_F(SeedTest, WithoutALastTimeNowIsWrittenWithoutCommitOrSave) {
-  nuvek_seed_lastInformTime();
-  EXPECT_EQ(g_lastInformInit, 1);
-  EXPECT_EQ(curtime.sec, kNow_s);
-  EXPECT_EQ(curtime.usec, 99);
-  EXPECT_THAT(world().calls(),
-              ElementsAre("get nuvek_Common LastInformTime", "set nuvek_Common LastInformTime=1700000000"));
-}
-
-TEST_F(SeedTest, AnEmptyLastTimeIsSeededToo) {
-  world().put("nuvek_Common", "LastInformTime", "");
-  nuvek_seed_lastInformTime();
-  EXPECT_EQ(world().get("nuvek_Common", "LastInformTime"), "1700000000");
-}
-
-TEST_F(SeedTest, OnceSeededTheStoreIsNotAskedAgainInThisRun) {
-  nuvek_seed_lastInformTime();
-  world().erase("nuvek_Common", "LastInformTime");
-  world().forget_calls();
-  nuvek_seed_lastInformTime();
-  EXPECT_THAT(world().calls(), IsEmpty());
-}
-
-TEST_F(SeedTest, AStoredLastTimeStaysAndIsLookedAtAgainOnLaterTurns) {
-  world().put("nuvek_Common", "LastInformTime", "5");
-  nuvek_seed_lastInformTime();
-  nuvek_seed_lastInformTime();
-  EXPECT_EQ(g_lastInformInit, 0);
-  EXPECT_EQ(curtime.sec, 0);
-  EXPECT_THAT(world().calls(), ElementsAre("get nuvek_Common LastInformTime", "get nuvek_Common LastInformTime"));
-  world().erase("nuvek_Common", "LastInformTime");
-  nuvek_seed_lastInformTime();
-  EXPECT_EQ(g_lastInformInit, 1);
-}
-
-TEST_F(SeedTest, WithoutASynchronisedClockNothingIsSeeded) {
-  world().remove_file("/tmp/timeSync");
-  nuvek_seed_lastInformTime();
-  world().write_file("/tmp/timeSync", "");
-  world().set_clock(1483200000);
-  nuvek_seed_lastInformTime();
-  EXPECT_EQ(g_lastInformInit, 0);
-  EXPECT_THAT(world().calls(), IsEmpty());
-  world().set_clock(1483200001);
-  nuvek_seed_lastInformTime();
-  EXPECT_EQ(world().get("nuvek_Common", "LastInformTime"), "1483200001");
-}
 
 // --- the steps of a turn ---------------------------------------------------------------------------------------------
 
@@ -208,7 +150,7 @@ TEST_F(MainLoopTest, ANonZeroResultCodeHoldsTheTaskStepsButNotTheReports) {
 }
 
 TEST_F(MainLoopTest, TheBackOffTimerIsRemovedAndItsNumberStaysSoThatEveryTurnAsksAgain) {
-  pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
+  Mutex lock;
   g_timerList.p_timer_mutex = &lock;
   g_timerList.inited = 1;  // without its thread
   const int32_t id = AddTimer(

@@ -98,8 +98,12 @@ TEST_F(Memory, RefusedTextLeavesNothingBehind) {
     EXPECT_EQ(parse(kDocument.substr(0, length)).error, JSON_BAD_TEXT);
     EXPECT_EQ(blocks_held, 0) << "first " << length << " bytes";
   }
-  EXPECT_EQ(parse(repeat("[", 100000)).error, JSON_TOO_DEEP);
-  EXPECT_EQ(parse(repeat("{\"a\":", 100000)).error, JSON_TOO_DEEP);
+  EXPECT_EQ(parse(repeat("[", 100000)).error, JSON_BAD_TEXT);
+  EXPECT_EQ(parse(repeat("{\"a\":", 100000)).error, JSON_BAD_TEXT);
+}
+
+TEST_F(Memory, DeepTreeIsReleasedToItsLastValue) {
+  EXPECT_EQ(parse(repeat("[{\"a\":", 50000) + "1" + repeat("}]", 50000)).error, JSON_OK);
 }
 
 TEST_F(Memory, PrintReportsTheFailureAndCanBeRepeated) {

@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -20,17 +21,21 @@ std::atomic<int> g_calls{0};
 int g_death_step = 0;
 int g_failing_call = 0;
 int g_error = 0;
-bool g_short_writes = false;
+bool g_single_bytes = false;
 size_t g_bytes_to_live = 0;  // what may still be written before the process dies in the middle of a write; 0 is no end
+int g_flags_of_all = 0;
+int g_failing_realloc = 0;
 constexpr int kNamesMax = 64;
 const char* g_names[kNamesMax];
 
-void start(int death_step, int failing_call, int error, bool short_writes, size_t bytes_to_live = 0) {
+void start(int death_step, int failing_call, int error, bool single_bytes, size_t bytes_to_live = 0) {
   g_bytes_to_live = bytes_to_live;
   g_death_step = death_step;
   g_failing_call = failing_call;
   g_error = error;
-  g_short_writes = short_writes;
+  g_single_bytes = single_bytes;
+  g_flags_of_all = ~0;
+  g_failing_realloc = 0;
   g_calls = 0;
   g_counting = true;
 }
@@ -57,16 +62,12 @@ auto pass(const char* name, Call call) -> decltype(call()) {
   return result;
 }
 
+// The system's own function. Where the sources are built for files of any size, some go by another name.
 template <typename Function>
 Function* next(Function*& found, const char* name) {
+  if (found == nullptr) found = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, (std::string(name) + "64").c_str()));
   if (found == nullptr) found = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
   return found;
-}
-
-// For files of any size, where the C library has a name of its own for that.
-template <typename Function>
-Function* next_for_large_files(Function*& found, const char* large_name, const char* name) {
-  return next(found, large_name) != nullptr ? found : next(found, name);
 }
 
 mode_t mode_of(int flags, va_list arguments) {
@@ -81,7 +82,12 @@ void die_at_step(int step) { start(step, 0, 0, false); }
 void die_at_byte(size_t byte) { start(0, 0, 0, false, byte); }
 void fail_at_call(int call, int error) { start(0, call, error, false); }
 void count() { start(0, 0, 0, false); }
-void write_bytes_singly() { start(0, 0, 0, true); }
+void move_bytes_singly() { start(0, 0, 0, true); }
+
+void fail_at_realloc(int call) {
+  start(0, 0, 0, false);
+  g_failing_realloc = call;
+}
 
 int stop() {
   g_counting = false;
@@ -94,48 +100,77 @@ std::string names() {
   return list;
 }
 
+int number_of(const std::string& name) {
+  for (int i = 0; i < g_calls && i < kNamesMax; ++i) {
+    if (g_names[i] == name) return i + 1;
+  }
+  ADD_FAILURE() << "no call of " << name << " among " << names();
+  return 0;
+}
+
+int flags_of_all_opens() { return g_flags_of_all; }
+
 }  // namespace calls
 
-#define NEXT(name, symbol)           \
+#define NEXT(name)                   \
   static decltype(::name)* s_##name; \
-  const auto call_##name = next(s_##name, symbol)
+  const auto call_##name = next(s_##name, #name)
 
-#define NEXT_FOR_LARGE_FILES(name)   \
-  static decltype(::name)* s_##name; \
-  const auto call_##name = next_for_large_files(s_##name, #name "64", #name)
-
-// The sources are built for files of any size: these two go by their 64-bit names.
 extern "C" int open(const char* path, int flags, ...) {
-  NEXT_FOR_LARGE_FILES(open);
+  NEXT(open);
   va_list arguments;
   va_start(arguments, flags);
   const mode_t mode = mode_of(flags, arguments);
   va_end(arguments);
+  g_flags_of_all &= flags;
   return pass("open", [&] { return call_open(path, flags, mode); });
 }
 
 extern "C" int openat(int folder, const char* path, int flags, ...) {
-  NEXT_FOR_LARGE_FILES(openat);
+  NEXT(openat);
   va_list arguments;
   va_start(arguments, flags);
   const mode_t mode = mode_of(flags, arguments);
   va_end(arguments);
+  g_flags_of_all &= flags;
   return pass("openat", [&] { return call_openat(folder, path, flags, mode); });
 }
 
 extern "C" int flock(int fd, int operation) noexcept {
-  NEXT(flock, "flock");
+  NEXT(flock);
   return pass("flock", [&] { return call_flock(fd, operation); });
 }
 
+extern "C" int fstat(int fd, struct stat* status) noexcept {
+  NEXT(fstat);
+  return pass("fstat", [&] { return call_fstat(fd, status); });
+}
+
+extern "C" int fstatat(int folder, const char* path, struct stat* status, int flags) noexcept {
+  NEXT(fstatat);
+  return pass("fstatat", [&] { return call_fstatat(folder, path, status, flags); });
+}
+
+// By the linker's --wrap: only what is linked into this program comes here, and no call of the C library's own, which
+// makes some before a thread can run this program's code. No system call: it is not counted with them.
+extern "C" void* __real_realloc(void* memory, size_t size);
+extern "C" void* __wrap_realloc(void* memory, size_t size) {
+  if (g_counting && g_failing_realloc > 0 && --g_failing_realloc == 0) {
+    errno = ENOMEM;
+    return nullptr;
+  }
+  return __real_realloc(memory, size);
+}
+
 extern "C" ssize_t read(int fd, void* bytes, size_t size) {
-  NEXT(read, "read");
-  return pass("read", [&] { return call_read(fd, bytes, size); });
+  NEXT(read);
+  const size_t given = g_counting && g_single_bytes && size > 1 ? 1 : size;
+  return pass("read", [&] { return call_read(fd, bytes, given); });
 }
 
 extern "C" ssize_t write(int fd, const void* bytes, size_t size) {
-  NEXT(write, "write");
-  size_t taken = g_counting && g_short_writes && size > 1 ? 1 : size;
+  NEXT(write);
+  size_t taken = g_counting && g_single_bytes && size > 1 ? 1 : size;
   const bool dies = g_counting && g_bytes_to_live != 0 && g_bytes_to_live <= taken;
   if (dies) taken = g_bytes_to_live;
   if (g_bytes_to_live != 0) g_bytes_to_live -= taken;
@@ -145,33 +180,33 @@ extern "C" ssize_t write(int fd, const void* bytes, size_t size) {
 }
 
 extern "C" int fsync(int fd) {
-  NEXT(fsync, "fsync");
+  NEXT(fsync);
   return pass("fsync", [&] { return call_fsync(fd); });
 }
 
 extern "C" int renameat(int from_folder, const char* from, int to_folder, const char* to) noexcept {
-  NEXT(renameat, "renameat");
+  NEXT(renameat);
   return pass("renameat", [&] { return call_renameat(from_folder, from, to_folder, to); });
 }
 
 extern "C" int mkdirat(int folder, const char* path, mode_t mode) noexcept {
-  NEXT(mkdirat, "mkdirat");
+  NEXT(mkdirat);
   return pass("mkdirat", [&] { return call_mkdirat(folder, path, mode); });
 }
 
 extern "C" int mkdir(const char* path, mode_t mode) noexcept {
-  NEXT(mkdir, "mkdir");
+  NEXT(mkdir);
   return pass("mkdir", [&] { return call_mkdir(path, mode); });
 }
 
 extern "C" int unlinkat(int folder, const char* path, int flags) noexcept {
-  NEXT(unlinkat, "unlinkat");
+  NEXT(unlinkat);
   return pass("unlinkat", [&] { return call_unlinkat(folder, path, flags); });
 }
 
 // A close that fails has closed all the same.
 extern "C" int close(int fd) {
-  NEXT(close, "close");
+  NEXT(close);
   bool closed = false;
   const int result = pass("close", [&] {
     closed = true;

@@ -20,14 +20,23 @@ void fail_at_call(int call, int error);
 // From now on the calls are only counted.
 void count();
 
-// From now on each write takes one byte only.
-void write_bytes_singly();
+// From now on each write takes one byte only, and each read gives one.
+void move_bytes_singly();
+
+// From now on the program's n-th realloc finds no memory. The first is 1.
+void fail_at_realloc(int call);
 
 // How many calls there were since then; everything is back to normal.
 int stop();
 
 // The names of those calls in their order, each with a blank after it.
 std::string names();
+
+// The number of the first of those calls that has this name.
+int number_of(const std::string& name);
+
+// The flags that every open of those calls had.
+int flags_of_all_opens();
 
 }  // namespace calls
 

@@ -53,6 +53,16 @@ TEST_F(RefusedStoreTest, TornLiveLevel) {
   EXPECT_EQ(get("n", "a"), "1");
 }
 
+TEST_F(RefusedStoreTest, TornLiveLevelIsNotSaved) {
+  tcapi_set("n", "a", "1");
+  ASSERT_EQ(tcapi_save(), 0);
+  const std::string sound = read_file(flash());
+  write_file(level(), "# tcapi store 1\n[n]\na=");
+  const std::string errors = errors_of([] { EXPECT_NE(tcapi_save(), 0); });
+  EXPECT_EQ(errors, "tcapi: " + level() + ": refused: line 3: torn: the last line is not \"# end\" and a newline\n");
+  EXPECT_EQ(read_file(flash()), sound);
+}
+
 TEST_F(RefusedStoreTest, OversizedFlash) {
   write_file(flash(), "# tcapi store 1\n" + std::string(1024 * 1024, '\n') + "# end\n");
   expect_refused(flash(), "larger than a store may be (1 MiB)");

@@ -79,6 +79,42 @@ TEST_F(LevelsTest, LiveLevelEditedByHandIsTakenUpByTheNextWriter) {
   EXPECT_EQ(get("n", "a"), "edited");
 }
 
+// One thing at a time tells an edited file from the one that was read.
+TEST_F(LevelsTest, EditThatChangesOnlyOneMarkOfTheFileIsTakenUpByTheNextWriter) {
+  const std::string before = "# tcapi store 1\n[n]\na=1\n# end\n";
+  const std::string same_size = "# tcapi store 1\n[n]\na=2\n# end\n";
+  const std::string longer = "# tcapi store 1\n[n]\na=22\n# end\n";
+  const auto set_time = [this](time_t s, long ns) {
+    const timespec times[2] = {{s, ns}, {s, ns}};
+    ASSERT_EQ(utimensat(AT_FDCWD, level().c_str(), times, 0), 0);
+  };
+  const struct {
+    const char* mark;
+    std::function<void()> edit;
+  } edits[] = {
+      {"seconds", [&] { write_file(level(), same_size), set_time(1001, 7); }},
+      {"nanoseconds", [&] { write_file(level(), same_size), set_time(1000, 8); }},
+      {"size", [&] { write_file(level(), longer), set_time(1000, 7); }},
+      {"inode",
+       [&] {
+         write_file(home_ + "/edited", same_size);
+         std::filesystem::rename(home_ + "/edited", level());
+         set_time(1000, 7);
+       }},
+  };
+  tcapi_set("n", "a", "0");
+  for (const auto& one : edits) {
+    write_file(level(), before);
+    set_time(1000, 7);
+    ASSERT_EQ(tcapi_set("n", "a", "1"), 0);  // reads it, and has nothing to change
+    ASSERT_EQ(get("n", "a"), "1");
+    one.edit();
+    EXPECT_EQ(tcapi_set("n", "b", one.mark), 0);
+    EXPECT_NE(get("n", "a"), "1") << one.mark;
+    EXPECT_EQ(get("n", "b"), one.mark);
+  }
+}
+
 TEST_F(LevelsTest, FolderIsMadeWithThoseAboveIt) {
   use_folder(home_ + "/one/two/three");
   EXPECT_EQ(tcapi_set("n", "a", "1"), 0);
@@ -102,6 +138,67 @@ TEST_F(LevelsTest, EachFolderIsAStoreOfItsOwn) {
   EXPECT_EQ(get("n", "a"), "first");
 }
 
+// However a program changes its environment, the store goes along: each way twice, there and back.
+TEST_F(LevelsTest, FolderFollowsEveryChangeOfTheEnvironment) {
+  const std::string first = home_ + "/first";
+  const std::string other = home_ + "/other";
+  unsetenv("TCAPI_STORE");
+  unsetenv("NUVEK_ROOT");
+  const auto is_at = [](const std::string& folder) {
+    // Only the folder where it is set can answer.
+    write_file(folder + "/flash", "# tcapi store 1\n[n]\nfolder=" + folder + "\n# end\n");
+    return get("n", "folder") == folder;
+  };
+  std::filesystem::create_directories(first + "/var/lib/tcapi");
+  std::filesystem::create_directories(other + "/var/lib/tcapi");
+  for (int round = 0; round < 2; ++round) {
+    setenv("NUVEK_ROOT", first.c_str(), 1);
+    EXPECT_TRUE(is_at(first + "/var/lib/tcapi")) << "set";
+    setenv("NUVEK_ROOT", other.c_str(), 1);
+    EXPECT_TRUE(is_at(other + "/var/lib/tcapi")) << "changed";
+    setenv("TCAPI_STORE", first.c_str(), 1);
+    EXPECT_TRUE(is_at(first)) << "named by the variable that comes first";
+    setenv("TCAPI_STORE", (first + "/var").c_str(), 1);
+    EXPECT_TRUE(is_at(first + "/var")) << "made longer";
+    setenv("TCAPI_STORE", first.c_str(), 1);
+    EXPECT_TRUE(is_at(first)) << "made shorter";
+    unsetenv("TCAPI_STORE");
+    EXPECT_TRUE(is_at(other + "/var/lib/tcapi")) << "removed";
+    setenv("ANOTHER_VARIABLE", "", 1);
+    setenv("TCAPI_STORE", other.c_str(), 1);
+    unsetenv("ANOTHER_VARIABLE");
+    EXPECT_TRUE(is_at(other)) << "moved forward";
+    std::string in_place = "TCAPI_STORE=" + first;
+    putenv(in_place.data());
+    EXPECT_TRUE(is_at(first)) << "put";
+    in_place.replace(in_place.size() - first.size(), first.size(), other);
+    EXPECT_TRUE(is_at(other)) << "changed in place";
+    unsetenv("TCAPI_STORE");
+    unsetenv("NUVEK_ROOT");
+  }
+}
+
+// The folder's open fails, so that nothing is made there.
+TEST_F(LevelsTest, WithoutAnyEnvironmentTheFolderIsTheGateways) {
+  const std::string errors = home_ + "/errors";
+  const auto body = [&] {
+    redirect(STDERR_FILENO, errors);
+    get("n", "a");
+    clearenv();
+    calls::fail_at_call(1, EACCES);
+    get("n", "a");
+    calls::stop();
+    setenv("TCAPI_STORE", "/the/only/variable", 1);
+    calls::fail_at_call(1, EACCES);
+    get("n", "a");
+    calls::stop();
+    return 0;
+  };
+  EXPECT_EQ(end_of(start_process(body)), 0);
+  const std::string reason = ": the store's folder cannot be used: Permission denied\n";
+  EXPECT_EQ(read_file(errors), "tcapi: /var/lib/tcapi" + reason + "tcapi: /the/only/variable" + reason);
+}
+
 TEST_F(LevelsTest, PlainFileInTheFoldersPlaceIsToldOnce) {
   write_file(home_ + "/file", "precious");
   use_folder(home_ + "/file");
@@ -117,10 +214,44 @@ TEST_F(LevelsTest, PlainFileInTheFoldersPlaceIsToldOnce) {
   EXPECT_EQ(read_file(home_ + "/file"), "precious");
 }
 
-TEST_F(LevelsTest, PathThatIsTooLongIsRefused) {
+// The folder of before must not answer in its place.
+TEST_F(LevelsTest, PathThatIsTooLongIsRefusedByEveryCall) {
+  tcapi_set("n", "a", "1");
+  get("n", "a");
+  const std::string before = read_file(level());
+  const std::string old_level = level();
+  const std::string old_flash = flash();
   use_folder(home_ + "/" + std::string(1024, 'p'));
-  EXPECT_NE(tcapi_set("n", "a", "1"), 0);
-  EXPECT_EQ(get("n", "a"), "<none>");
+  const std::string errors = errors_of([] {
+    for (int i = 0; i < 2; ++i) {
+      EXPECT_EQ(get("n", "a"), "<none>");
+      EXPECT_NE(tcapi_set("n", "a", "2"), 0);
+      EXPECT_NE(tcapi_commit("n"), 0);
+      EXPECT_NE(tcapi_save(), 0);
+    }
+  });
+  EXPECT_EQ(errors, "tcapi: the path of the store's folder is longer than 1023 characters\n");
+  EXPECT_EQ(read_file(old_level), before);
+  EXPECT_FALSE(std::filesystem::exists(old_flash));
+}
+
+// 1,023 characters, by a detour: no name of it is too long for the system.
+TEST_F(LevelsTest, LongestPathIsTaken) {
+  std::string path = home_ + "/store";
+  while (path.size() < 1022) path += "/.";
+  if (path.size() == 1022) path += "/";
+  ASSERT_EQ(path.size(), 1023U);
+  use_folder(path);
+  EXPECT_EQ(tcapi_set("n", "a", "1"), 0);
+  EXPECT_EQ(get("n", "a"), "1");
+  errors_of([&] {
+    use_folder(path + "/");
+    EXPECT_EQ(get("n", "a"), "<none>");
+    unsetenv("TCAPI_STORE");
+    setenv("NUVEK_ROOT", path.c_str(), 1);
+    EXPECT_EQ(get("n", "a"), "<none>") << "with what stands behind the root";
+    unsetenv("NUVEK_ROOT");
+  });
 }
 
 // A full disk, by the bound on the size of the files that a process may write.
@@ -226,8 +357,8 @@ TEST_F(LevelsTest, RemainsOfAKilledWriterDoNoHarm) {
   EXPECT_EQ(read_file(flash()), "# tcapi store 1\n[n]\na=2\n# end\n");
 }
 
-TEST_F(LevelsTest, ShortWritesEndInAWholeFile) {
-  calls::write_bytes_singly();
+TEST_F(LevelsTest, ShortWritesAndReadsEndInAWholeFile) {
+  calls::move_bytes_singly();
   EXPECT_EQ(tcapi_set("n", "a", "value"), 0);
   EXPECT_EQ(tcapi_save(), 0);
   calls::stop();

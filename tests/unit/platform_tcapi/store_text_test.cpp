@@ -28,12 +28,12 @@ const std::string kSound =
 
 class Text {
  public:
-  explicit Text(std::string text) : text_(std::move(text)), nodes_(tcapi_store::list_nodes(text_, nullptr, 0)) {
-    tcapi_store::list_nodes(text_, nodes_.data(), nodes_.size());
+  explicit Text(std::string text) : text_(std::move(text)), slots_(tcapi_store::room_for_nodes(text_), ~0U) {
+    tcapi_store::index_nodes(text_, {slots_.data(), slots_.size()});
   }
 
-  Place find(const char* node, const char* attr) const {
-    return tcapi_store::find(text_, nodes_.data(), nodes_.size(), node, attr);
+  Place find(const std::string& node, const std::string& attr) const {
+    return tcapi_store::find(text_, {const_cast<uint32_t*>(slots_.data()), slots_.size()}, node, attr);
   }
 
   // The text after a change.
@@ -46,7 +46,7 @@ class Text {
 
  private:
   std::string text_;
-  std::vector<uint32_t> nodes_;
+  std::vector<uint32_t> slots_;
 };
 
 std::string store_of(const std::string& lines) { return "# tcapi store 1\n" + lines + "# end\n"; }
@@ -84,6 +84,7 @@ TEST(StoreText, FaultIsToldWithItsLine) {
       {"#!/bin/sh\n# end\n", 1, "not a store: its first line is not \"# tcapi store 1\""},
       {"# tcapi store 2\n# end\n", 1, "not a store: its first line is not \"# tcapi store 1\""},
       {"# tcapi store 1\r\n# end\r\n", 1, "not a store: its first line is not \"# tcapi store 1\""},
+      {"# tcapi store 1\n", 2, "torn: the last line is not \"# end\" and a newline"},
       {"# tcapi store 1\n[a]\nb=1\n", 4, "torn: the last line is not \"# end\" and a newline"},
       {"# tcapi store 1\n[a]\nb=1\n# end", 4, "torn: the last line is not \"# end\" and a newline"},
       {"# tcapi store 1\n[a]\nb=# end\n", 4, "torn: the last line is not \"# end\" and a newline"},
@@ -130,7 +131,43 @@ TEST(StoreText, AttributeIsSoughtInItsOwnNodeOnly) {
   EXPECT_FALSE(Text(kSound).find("tw", "a").has_node);
 }
 
-TEST(StoreText, NameWithAnEqualsSignIsNeverFound) { EXPECT_FALSE(Text(kSound).find("one", "b=two ").has_attr); }
+// A name that an insane caller asks for must not be found where it stands by chance across the format's own bytes.
+TEST(StoreText, NamesThatReachAcrossTheFormatsBytesAreNeverFound) {
+  EXPECT_FALSE(Text(kSound).find("one", "b=two ").has_attr);
+  EXPECT_FALSE(Text(kSound).find("one", "# a comment").has_attr);
+  EXPECT_FALSE(Text(kSound).find("one", "").has_attr);
+  EXPECT_FALSE(Text(kSound).find("two]\na=\n[one", "").has_node);
+  for (const char c : {']', '\n', '='}) EXPECT_FALSE(Text(kSound).find(std::string("one") + c, "a").has_node);
+  EXPECT_FALSE(Text(store_of("[n]\n#c=1\n")).find("n", "#c").has_attr);
+}
+
+// Whatever slots of the index the names share.
+TEST(StoreText, EachOfManyNodesIsFoundWithItsOwnValues) {
+  for (const int nodes : {1, 2, 3, 4, 5, 8, 9, 300}) {
+    std::string lines;
+    for (int i = 0; i < nodes; ++i) lines += "[node" + std::to_string(i) + "]\na=" + std::to_string(i) + "\n";
+    for (int i = 0; i < nodes; ++i) lines += "[node" + std::to_string(i) + "]\na=later\nb=" + std::to_string(i) + "\n";
+    const Text text(store_of(lines));
+    for (int i = 0; i < nodes; ++i) {
+      const std::string number = std::to_string(i);
+      EXPECT_EQ(text.find("node" + number, "a").value, number);
+      EXPECT_EQ(text.find("node" + number, "b").value, number);
+      EXPECT_FALSE(text.find("node" + number, "c").has_attr);
+      EXPECT_FALSE(text.find("node-" + number, "a").has_node);
+    }
+  }
+}
+
+TEST(StoreText, IndexHasMoreSlotsThanNodes) {
+  std::string lines;
+  for (size_t nodes = 0; nodes < 100; ++nodes) {
+    const size_t room = tcapi_store::room_for_nodes(store_of(lines));
+    EXPECT_GT(room, nodes);
+    EXPECT_EQ(room & (room - 1), 0U) << "a power of two";
+    EXPECT_LE(room, 4 * nodes + 2);
+    lines += "[n]\n";
+  }
+}
 
 TEST(StoreText, ChangeLeavesEveryOtherByteAsItWas) {
   const std::string text = store_of("# mine\n[one]\na=1\n\n# about two\n[two]\na=2\n");

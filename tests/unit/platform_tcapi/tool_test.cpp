@@ -76,6 +76,8 @@ TEST_F(ToolTest, WrongUsageIsStatusTwo) {
   const std::string more = "; \"tcapi --help\" tells more\n";
   expect({}, 2, "", "tcapi: no command" + more);
   expect({"list"}, 2, "", "tcapi: no such command: list" + more);
+  expect({"--list"}, 2, "", "tcapi: no such command: --list" + more);
+  expect({"-h", "get", "n", "a"}, 2, "", "tcapi: no such command: -h" + more);
   const std::vector<std::vector<std::string>> wrong = {
       {"get"},       {"get", "n"},       {"get", "n", "a", "b"}, {"set", "n", "a"}, {"commit"},
       {"save", "n"}, {"show", "n", "a"}, {"watch", "n"},         {"set", "n"},      {"commit", "n", "m"}};
@@ -86,6 +88,7 @@ TEST_F(ToolTest, HelpGoesToStandardOutput) {
   const ToolRun run = tool({"--help"});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.err, "");
+  EXPECT_NE(run.out.find("Reads, changes and watches the configuration store"), std::string::npos);
   for (const char* command : {"get NODE ATTR", "set NODE ATTR VALUE", "commit NODE", "save", "show [NODE]", "watch"}) {
     EXPECT_NE(run.out.find(std::string("\n  ") + command), std::string::npos) << command;
   }
@@ -101,6 +104,16 @@ TEST_F(ToolTest, OutputThatCannotBeWrittenIsAnError) {
   EXPECT_EQ(end_of(pid), 1);
 }
 
+TEST_F(ToolTest, HelpThatCannotBeWrittenIsAnError) {
+  const pid_t pid = start_process([this] {
+    redirect(STDOUT_FILENO, "/dev/full");
+    redirect(STDERR_FILENO, home_ + "/errors");
+    return become_tool({"--help"});
+  });
+  EXPECT_EQ(end_of(pid), 1);
+  EXPECT_EQ(read_file(home_ + "/errors"), "tcapi: standard output: No space left on device\n");
+}
+
 // "tcapi watch" with its two outputs on pipes.
 class Watch {
  public:
@@ -109,6 +122,7 @@ class Watch {
     EXPECT_EQ(pipe2(out_, O_CLOEXEC), 0);
     EXPECT_EQ(pipe2(err_, O_CLOEXEC), 0);
     pid_ = start_process([&] {
+      signal(SIGINT, SIG_DFL);  // a shell starts its background programs with it ignored
       dup2(out_[1], STDOUT_FILENO);
       dup2(err_[1], STDERR_FILENO);
       return become_watch();
@@ -158,6 +172,38 @@ TEST_F(ToolTest, WatchPrintsEachChangeOfOtherProcesses) {
   EXPECT_EQ(tool({"get", "n", "a"}).out, "1\n");
   ASSERT_EQ(watch.line(), "n a=1\n");
   ASSERT_EQ(watch.line(), "n b=1\n");
+}
+
+TEST_F(ToolTest, WatchGoesOnWhileTheStoreIsRefusedAndTellsWhatChangedMeanwhile) {
+  tcapi_set("n", "a", "1");
+  tcapi_save();
+  Watch watch([] { return become_tool({"watch"}); });
+  ASSERT_EQ(watch.message(), "tcapi: watching " + folder_ + "\n");
+  ASSERT_EQ(tcapi_set("n", "a", "1"), 0);
+  write_file(level(), "torn");
+  errors_of([] { EXPECT_NE(tcapi_set("n", "a", "2"), 0); });
+  cut_power();
+  write_file(flash(), "# tcapi store 1\n[n]\na=3\n# end\n");
+  ASSERT_EQ(tool({"set", "n", "b", "new"}).status, 0);
+  ASSERT_EQ(watch.line(), "n a=3\n");
+  ASSERT_EQ(watch.line(), "n b=new\n");
+}
+
+TEST_F(ToolTest, WatchEndsWhenItsOutputCannotBeWritten) {
+  tcapi_set("n", "a", "1");
+  int err[2];
+  ASSERT_EQ(pipe2(err, O_CLOEXEC), 0);
+  const pid_t pid = start_process([&] {
+    redirect(STDOUT_FILENO, "/dev/full");
+    dup2(err[1], STDERR_FILENO);
+    return become_tool({"watch"});
+  });
+  char first = 0;
+  ASSERT_EQ(read(err[0], &first, 1), 1);  // it watches
+  ASSERT_EQ(tcapi_set("n", "a", "2"), 0);
+  EXPECT_EQ(end_of(pid), 1);
+  close(err[0]);
+  close(err[1]);
 }
 
 }  // namespace

@@ -1,10 +1,9 @@
 // The periodic report: when it is due, what it says and what it counts.
-#include "agent/report/period_report.h"
-
 #include <cstring>
 
 #include "agent/base/clock.h"
 #include "agent/base/counters.h"
+#include "agent/report/period_report_steps.h"
 #include "tests/unit/report/report_tools.h"
 
 using ::testing::ElementsAre;
@@ -30,6 +29,14 @@ class PeriodReportTest : public AgentTest {
     const uint32_t before = g_CntNum.FailInform;
     nuvek_cycle_report(&g_devinfo);
     return g_CntNum.FailInform != before;
+  }
+};
+
+class SeedTest : public AgentTest {
+ protected:
+  SeedTest() {
+    world().set_clock(kNow_s, 99);
+    world().write_file("/tmp/timeSync", "");
   }
 };
 
@@ -250,4 +257,81 @@ TEST_F(PeriodReportTest, AFailedSendIsLoggedAndCounted) {
   EXPECT_THAT(lines_of("nuvek_period_report", lines), ElementsAre("DEBUG Enter", "ERROR  sendPostRequest error"));
   EXPECT_EQ(g_CntNum.FailInform, 1U);
   EXPECT_EQ(g_server_Arg.fd, fd);
+}
+
+// --- the first "LastInformTime" --------------------------------------------------------------------------------------
+
+TEST_F(SeedTest, WithoutALastTimeNowIsWrittenWithoutCommitOrSave) {
+  nuvek_seed_lastInformTime();
+  EXPECT_EQ(g_lastInformInit, 1);
+  EXPECT_EQ(curtime.sec, kNow_s);
+  EXPECT_EQ(curtime.usec, 99);
+  EXPECT_THAT(world().calls(),
+              ElementsAre("get nuvek_Common LastInformTime", "set nuvek_Common LastInformTime=1700000000"));
+}
+
+TEST_F(SeedTest, AnEmptyLastTimeIsSeededToo) {
+  world().put("nuvek_Common", "LastInformTime", "");
+  nuvek_seed_lastInformTime();
+  EXPECT_EQ(world().get("nuvek_Common", "LastInformTime"), "1700000000");
+}
+
+TEST_F(SeedTest, OnceSeededTheStoreIsNotAskedAgainInThisRun) {
+  nuvek_seed_lastInformTime();
+  world().erase("nuvek_Common", "LastInformTime");
+  world().forget_calls();
+  nuvek_seed_lastInformTime();
+  EXPECT_THAT(world().calls(), IsEmpty());
+}
+
+TEST_F(SeedTest, AStoredLastTimeStaysAndIsLookedAtAgainOnLaterTurns) {
+  world().put("nuvek_Common", "LastInformTime", "5");
+  nuvek_seed_lastInformTime();
+  nuvek_seed_lastInformTime();
+  EXPECT_EQ(g_lastInformInit, 0);
+  EXPECT_EQ(curtime.sec, 0);
+  EXPECT_THAT(world().calls(), ElementsAre("get nuvek_Common LastInformTime", "get nuvek_Common LastInformTime"));
+  world().erase("nuvek_Common", "LastInformTime");
+  nuvek_seed_lastInformTime();
+  EXPECT_EQ(g_lastInformInit, 1);
+}
+
+TEST_F(SeedTest, WithoutASynchronisedClockNothingIsSeeded) {
+  world().remove_file("/tmp/timeSync");
+  nuvek_seed_lastInformTime();
+  world().write_file("/tmp/timeSync", "");
+  world().set_clock(1483200000);
+  nuvek_seed_lastInformTime();
+  EXPECT_EQ(g_lastInformInit, 0);
+  EXPECT_THAT(world().calls(), IsEmpty());
+  world().set_clock(1483200001);
+  nuvek_seed_lastInformTime();
+  EXPECT_EQ(world().get("nuvek_Common", "LastInformTime"), "1483200001");
+}
+
+TEST_F(PeriodReportTest, AStoreThatTakesNoWritesLeavesACycleACycle) {
+  world().put("nuvek_Server", "ReportCycle", "60");
+  world().put("nuvek_Common", "LastInformTime", std::to_string(kNow_s - 3601));
+  world().refuse_writes = true;
+  EXPECT_TRUE(fires());
+  for (int turn = 0; turn < 3600; ++turn) {
+    world().advance(1);
+    EXPECT_FALSE(fires()) << turn;
+  }
+  world().advance(1);
+  EXPECT_TRUE(fires());
+  world().refuse_writes = false;
+  world().advance(3601);
+  EXPECT_TRUE(fires());
+  EXPECT_EQ(world().get("nuvek_Common", "LastInformTime"), std::to_string(kNow_s + 3601 + 3601));
+}
+
+TEST_F(SeedTest, ASeedThatTheStoreRefusesCountsFromHereAllTheSame) {
+  world().refuse_writes = true;
+  nuvekReport.aReported = 1;
+  nuvek_seed_lastInformTime();
+  nuvek_cycle_report(&g_devinfo);
+  EXPECT_EQ(g_CntNum.SuccessInform + g_CntNum.FailInform, 0U);
+  world().refuse_writes = false;
+  nuvek_set_lastInformTime();
 }

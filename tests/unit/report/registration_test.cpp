@@ -1,13 +1,14 @@
 // The registration report: the message, byte for byte, and the two rules that send it.
-#include "agent/report/registration.h"
-
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 
 #include "agent/base/clock.h"
+#include "agent/base/config.h"
 #include "agent/base/counters.h"
-#include "agent/json/json_build.h"
+#include "agent/report/device_info.h"
+#include "agent/report/registration_steps.h"
+#include "agent/tasks/task.h"
 #include "tests/unit/report/report_tools.h"
 
 using ::testing::AllOf;
@@ -73,11 +74,9 @@ class RegistrationTest : public AgentTest {
 
   // The parameter tree as text.
   static std::string device_info() {
-    const json::Tree params(json_new_object());
-    nuvek_create_deviceInfo(&g_devinfo, params.get());
-    char* printed = nullptr;
-    json_tree_to_string(params.get(), &printed);
-    return json::Text(printed).get();
+    json::Value params = json::Value::object();
+    nuvek_create_deviceInfo(&g_devinfo, params);
+    return params.text().get();
   }
   // A string member of the device's part of the message.
   static std::string member(const std::string& name) {
@@ -131,6 +130,8 @@ class DefaultReportTest : public RegistrationTest {
   }
   static void delay(const char* minutes) { world().put("nuvek_Common", "DefaultFirstReportTime", minutes); }
 };
+
+using Acknowledgement = AgentTest;
 
 }  // namespace
 
@@ -652,4 +653,41 @@ TEST_F(DefaultReportTest, AnAcknowledgedBlockAAtStartSilencesBothRules) {
     world().advance(1);
   }
   EXPECT_EQ(platform.received(), "");
+}
+
+// --- acknowledgement -------------------------------------------------------------------------------------------------
+
+TEST_F(Acknowledgement, AcknowledgingBlockAMarksItInMemoryAndStoreAndTriggersBothTasks) {
+  nuvekReport.lastBlock = 1;
+  nuvek_set_alreadyReport(kBlockA);
+  EXPECT_EQ(nuvekTask.speedTrigger, 1);
+  EXPECT_EQ(nuvekTask.traceTrigger, 1);
+  EXPECT_EQ(nuvekReport.aReported, 1);
+  EXPECT_EQ(nuvekReport.bReported, 0);
+  EXPECT_EQ(nuvekReport.lastBlock, 0);
+  EXPECT_THAT(world().calls(), ElementsAre("set nuvek_Entry0 alreadyReport=1", "commit nuvek_Entry0", "save"));
+}
+
+TEST_F(Acknowledgement, AcknowledgingBlockBMarksBlockB) {
+  nuvek_set_alreadyReport(kBlockB);
+  EXPECT_EQ(nuvekTask.speedTrigger, 1);
+  EXPECT_EQ(nuvekTask.traceTrigger, 1);
+  EXPECT_EQ(nuvekReport.aReported, 0);
+  EXPECT_EQ(nuvekReport.bReported, 1);
+  EXPECT_EQ(nuvekReport.lastBlock, 1);
+  EXPECT_THAT(world().calls(), ElementsAre("set nuvek_Entry1 alreadyReport=1", "commit nuvek_Entry1", "save"));
+}
+
+TEST_F(Acknowledgement, TheAcknowledgementIsWrittenWhateverTheStoreAnswers) {
+  world().write_result = -1;
+  nuvek_set_alreadyReport(kBlockA);
+  EXPECT_EQ(nuvekReport.aReported, 1);
+  EXPECT_EQ(world().writes().size(), 3U);
+}
+
+TEST_F(Acknowledgement, AnAcknowledgementSurvivesARestart) {
+  nuvek_set_alreadyReport(kBlockB);
+  nuvekReport = {};
+  nuvek_load_reportFlags();
+  EXPECT_EQ(nuvekReport.bReported, 1);
 }

@@ -1,15 +1,16 @@
 // The table of the platform's messages, what its answers change, and the key file.
-#include "agent/rpc/dispatch.h"
-
 #include <sys/stat.h>
 
 #include <cstring>
 
 #include "agent/base/counters.h"
-#include "agent/rpc/get.h"
-#include "agent/tasks/result_state.h"
+#include "agent/link/object_path.h"
+#include "agent/rpc/dispatch_steps.h"
+#include "agent/rpc/get_steps.h"
+#include "agent/rpc/key_file.h"
+#include "agent/tasks/back_off.h"
 #include "agent/tasks/schedule.h"
-#include "agent/tasks/task_state.h"
+#include "agent/tasks/task.h"
 #include "tests/unit/timer/timer_service.h"
 
 namespace {

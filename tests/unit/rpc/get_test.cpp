@@ -1,8 +1,7 @@
 // The platform's Get and the five packages.
-#include "agent/rpc/get.h"
-
 #include "agent/base/counters.h"
 #include "agent/json/json_build.h"
+#include "agent/rpc/get_steps.h"
 #include "tests/support/world.h"
 
 using ::testing::ElementsAre;
@@ -83,12 +82,6 @@ TEST_F(GetTest, ALocationIsReportedFromTheRecordWithTheLetterOfThePackage) {
                      R"({"NUVEK":{"GISInfoB":{"Status":"set","Long": -12.34567890123 ,"Lat": 1.5 ,"Altitudes": 0.0 ,)"
                      R"("HorizontalError": 0.0 ,"VerticalError": 0.0 ,"AreaCode":"110101","GISDigest":"digest",)"
                      R"("GISInterface":"B","GISLockTime":"now"}}})"));
-}
-
-TEST_F(GetTest, APackageForAnotherLetterHasNoInnerObject) {
-  const json::Message message;
-  nuvek_create_GisInfoPkg(&g_devinfo.reportInfo.GISInfoA, message.root(), "C");
-  EXPECT_STREQ(message.text().get(), R"({"NUVEK":{}})");
 }
 
 TEST_F(GetTest, WithoutInterfacesAndRoutesTheTablesAreEmptyAndTheNameServersStillThere) {

@@ -1,13 +1,12 @@
 // The receiving side of the platform link: blocks, responses, objects and their envelopes.
-#include "agent/rpc/response.h"
-
 #include <unistd.h>
 
 #include <cstring>
 
 #include "agent/base/counters.h"
-#include "agent/link/server.h"
-#include "agent/tasks/result_state.h"
+#include "agent/link/server_steps.h"
+#include "agent/rpc/response_steps.h"
+#include "agent/tasks/back_off.h"
 #include "tests/support/world.h"
 #include "tests/unit/link/closed_by.h"
 
@@ -55,13 +54,23 @@ class Response : public AgentTest {
   Response() : fd_(g_server_Arg.fd) {}
 
   int parse(const std::string& block) {
-    return watched([&] { return nuvek_parse_RecvData(block.c_str(), &g_devinfo, &g_server_Arg); });
+    return watched([&] { return read_in_place(block, nuvek_parse_RecvData); });
   }
   int parse_single(const std::string& text) {
-    return watched([&] { return nuvek_parse_RecvDataSingle(text.c_str(), &g_devinfo, &g_server_Arg); });
+    return watched([&] { return read_in_place(text, nuvek_parse_RecvDataSingle); });
   }
   int process() {
-    return watched([] { return nuvek_serverProcess(g_server_Arg.fd, &g_devinfo, &g_server_Arg); });
+    return watched([] { return nuvek_serverProcess(g_connection, &g_devinfo, &g_server_Arg); });
+  }
+
+  // A text in a buffer that has just the room it needs, which is as it was afterwards.
+  static int read_in_place(const std::string& text, int (*parse)(char*, DevInfo*, ServerArg*)) {
+    std::vector<char> buffer(text.begin(), text.end());
+    buffer.resize(text.size() + kBlockRoom);
+    const std::vector<char> before = buffer;
+    const int result = parse(buffer.data(), &g_devinfo, &g_server_Arg);
+    EXPECT_EQ(buffer, before);
+    return result;
   }
 
   // The objects that `action` dispatched, as their log lines have them.

@@ -6,9 +6,12 @@
 #include <chrono>
 #include <thread>
 
+#include "agent/base/clock.h"
 #include "agent/base/counters.h"
-#include "agent/tasks/result_state.h"
-#include "agent/tasks/task_state.h"
+#include "agent/link/object_path.h"
+#include "agent/tasks/back_off.h"
+#include "agent/tasks/speed_test.h"
+#include "agent/tasks/task.h"
 #include "tests/support/world.h"
 
 using ::testing::ElementsAre;
@@ -32,14 +35,6 @@ class ScheduleTest : public AgentTest {
     return nuvek_cycle_arrive(kSpeedTask);
   }
   static void set_cycle(const char* hours) { world().put("nuvek_Server", "ExetaskCycle", hours); }
-  // What nuvek_app_running makes of the pid file's content.
-  static int running_with(const std::string& pids) {
-    world().on_system = [pids](const std::string&) {
-      world().write_file("/tmp/app_check.pid", pids);
-      return 0;
-    };
-    return nuvek_app_running("traceroute");
-  }
   std::string pid_command() const { return "pidof traceroute > " + world().root + "/tmp/app_check.pid"; }
 };
 
@@ -184,20 +179,6 @@ TEST_F(ScheduleTest, UptimeThatCannotBeReadIsZeroAndPrinted) {
   EXPECT_EQ(stdout_of([] { EXPECT_EQ(get_uptime(), 0); }), "get_uptime code error = -1\n");
 }
 
-TEST_F(ScheduleTest, TheFirstPidOfTheFileIsTheAnswerAndTheFileIsDeleted) {
-  EXPECT_EQ(running_with("321\n"), 321);
-  EXPECT_THAT(world().commands(), ElementsAre(pid_command()));
-  EXPECT_EQ(world().read_file("/tmp/app_check.pid"), std::nullopt);
-  EXPECT_EQ(running_with("7 8 9\n"), 7);
-  EXPECT_EQ(running_with("12345\n"), 12345);
-  EXPECT_EQ(running_with("1234567\n"), 12345) << "five characters are read";
-  EXPECT_EQ(running_with("\n"), 0);
-  EXPECT_EQ(running_with(""), 0);
-  EXPECT_EQ(running_with("abc"), 0);
-}
-
-TEST_F(ScheduleTest, WithoutAPidFileTheAnswerIsMinusOne) { EXPECT_EQ(nuvek_app_running("traceroute"), -1); }
-
 TEST_F(ScheduleTest, MarkingAsReportedClearsTheTriggerOfTheKindOnly) {
   nuvekTask.speedTrigger = nuvekTask.traceTrigger = 1;
   nuvek_task_setState(3);
@@ -280,4 +261,20 @@ TEST_F(ScheduleTest, TwoResultsOfOneSecondShareTheirIdentifierAndTheLaterEntryWi
   char path[kObjPathSize] = "";
   nuvek_get_ObjPath(speed.id, path);
   EXPECT_STREQ(path, "NUVEK.TraceRoute");
+}
+
+TEST_F(ScheduleTest, AStoreThatTakesNoWritesStartsEachTestOnceACycle) {
+  set_cycle("1");
+  world().put("nuvek_Common", "LastTraceTime", std::to_string(kNow - 7200));
+  world().refuse_writes = true;
+  for (int turn = 0; turn < 3600; ++turn) {
+    nuvek_task_process(&g_devinfo, &g_server_Arg);
+    nuvek_task_setState(kTraceTask);
+    world().advance(1);
+  }
+  EXPECT_EQ(world().commands().size(), 1U);
+  nuvek_task_process(&g_devinfo, &g_server_Arg);
+  EXPECT_EQ(world().commands().size(), 2U);
+  world().refuse_writes = false;
+  nuvek_set_taskTime(kTraceTask);
 }

@@ -2,8 +2,9 @@
 #include "agent/tasks/speed_test.h"
 
 #include "agent/base/counters.h"
+#include "agent/base/file.h"
 #include "agent/ident/message_id.h"
-#include "agent/tasks/task_state.h"
+#include "agent/tasks/task.h"
 #include "tests/support/world.h"
 
 using ::testing::Contains;

@@ -4,7 +4,7 @@
 #include <netdb.h>
 
 #include "agent/ident/message_id.h"
-#include "agent/tasks/task_state.h"
+#include "agent/tasks/task.h"
 #include "tests/support/world.h"
 
 using ::testing::Contains;
@@ -16,7 +16,7 @@ class TraceRoute : public AgentTest {
   TraceRoute() { strcpy(g_devinfo.UUID, "the-uuid"); }
   static std::string rows_of(const std::string& output) {
     world().write_file("/tmp/tracenuvek", output);
-    char out[kTracePathSize] = "before";
+    char out[kTraceRowsSize] = "before";
     nuvek_trace_parse(out);
     return out;
   }
@@ -93,7 +93,7 @@ TEST_F(TraceRoute, RowsAreCutAtTheBuffersEnd) {
 }
 
 TEST_F(TraceRoute, WithoutAnOutputTheTextIsLeftAndItIsSaid) {
-  char out[kTracePathSize] = "before";
+  char out[kTraceRowsSize] = "before";
   EXPECT_EQ(stdout_of([&] { nuvek_trace_parse(out); }), "can't open " + world().root + "/tmp/tracenuvek\n");
   EXPECT_STREQ(out, "before");
 }

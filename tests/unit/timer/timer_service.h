@@ -2,16 +2,26 @@
 #ifndef NUVEK_TESTS_UNIT_TIMER_TIMER_SERVICE_H
 #define NUVEK_TESTS_UNIT_TIMER_TIMER_SERVICE_H
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
 #include <vector>
 
-#include "agent/timer/timer.h"
+#include "agent/timer/timer_steps.h"
 #include "tests/support/world.h"
 
+inline pthread_mutex_t* timer_lock() { return g_timerList.p_timer_mutex->native(); }
+
 constexpr std::chrono::seconds kLongestWait{30};  // a thread under emulation and a sanitizer is slow
+
+// Counts the timer threads that have come to their end. They are detached, so nobody can join them.
+inline std::atomic<int> g_ended_timer_threads;
+
+struct EndOfTimerThread {
+  ~EndOfTimerThread() { ++g_ended_timer_threads; }
+};
 
 // Stands in for usleep(): holds the caller until the test lets it go on.
 class TickGate {
@@ -48,6 +58,7 @@ class TickGate {
 
  private:
   void sleep(unsigned usec) {
+    thread_local const EndOfTimerThread s_end;
     std::unique_lock<std::mutex> lock(mutex_);
     sleeps_.push_back(usec);
     const size_t number = sleeps_.size();
@@ -85,11 +96,12 @@ class TimerService {
   void stop() {
     if (stopped_) return;
     stopped_ = true;
+    const int ended = g_ended_timer_threads + 1;
     const int32_t freed = g_timerFreeCount + g_timerList.timer_num + 1;  // the timers and the lock
     timer_stop();
     gate_.open();
     const auto deadline = std::chrono::steady_clock::now() + kLongestWait;
-    while (g_timerFreeCount != freed && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+    while (g_ended_timer_threads != ended && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
     EXPECT_EQ(g_timerFreeCount, freed) << "the timer thread had not released all within 30 s";
   }
 

@@ -1,6 +1,5 @@
 // Adding, removing and identifying timers, and how a step of the clock moves them. The timer thread sleeps meanwhile.
-#include "agent/timer/timer.h"
-
+#include "agent/timer/timer_steps.h"
 #include "tests/unit/timer/timer_service.h"
 
 namespace {
@@ -25,8 +24,8 @@ std::vector<int> listed_ids() {
 std::vector<int> marks() { return {std::begin(g_timerList.id_used), std::end(g_timerList.id_used)}; }
 
 bool lock_is_held() {
-  if (pthread_mutex_trylock(g_timerList.p_timer_mutex) != 0) return true;
-  pthread_mutex_unlock(g_timerList.p_timer_mutex);
+  if (pthread_mutex_trylock(timer_lock()) != 0) return true;
+  pthread_mutex_unlock(timer_lock());
   return false;
 }
 
@@ -277,10 +276,10 @@ TEST_F(Timer, AddingHoldsTheLock) {
 }
 
 TEST_F(Timer, AddingForACallerThatHoldsTheLockTakesItNot) {
-  pthread_mutex_lock(g_timerList.p_timer_mutex);
+  pthread_mutex_lock(timer_lock());
   EXPECT_EQ(AddTimer_tmp("inner", 1500, nothing, nullptr, 1), 1);
   EXPECT_TRUE(lock_is_held());
-  pthread_mutex_unlock(g_timerList.p_timer_mutex);
+  pthread_mutex_unlock(timer_lock());
   EXPECT_EQ(g_timerList.head->expire_sec, kNow_s + 1);
   EXPECT_EQ(g_timerList.head->expire_usec, 500000);
   EXPECT_EQ(g_timerList.head->interval, 1500U);

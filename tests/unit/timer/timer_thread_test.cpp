@@ -1,7 +1,7 @@
 // What the timer thread does tick by tick: firing, re-arming, the clock's steps, and its end.
 #include <atomic>
 
-#include "agent/timer/timer.h"
+#include "agent/timer/timer_steps.h"
 #include "tests/unit/timer/timer_service.h"
 
 namespace {
@@ -388,7 +388,7 @@ TEST_F(TimerThread, ACallbackRunsWithTheLockHeldAndItsTimerOutOfTheList) {
   const TimerNode* head = nullptr;
   add_acting(
       [&] {
-        trylock = pthread_mutex_trylock(g_timerList.p_timer_mutex);
+        trylock = pthread_mutex_trylock(timer_lock());
         head = g_timerList.head;
       },
       1000, 1);

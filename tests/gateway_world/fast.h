@@ -1,0 +1,22 @@
+// Owns a clock that runs some times as fast as the machine's, from the machine's time at the start on.
+#ifndef NUVEK_TESTS_GATEWAY_WORLD_FAST_H
+#define NUVEK_TESTS_GATEWAY_WORLD_FAST_H
+
+#include <sys/select.h>
+#include <sys/sysinfo.h>
+#include <sys/time.h>
+#include <sys/types.h>
+
+namespace fast {
+
+// As fast as the machine's own until the library is ready.
+int gettimeofday(timeval* now);
+int sysinfo(struct sysinfo* info);
+
+// How long a wait of so many microseconds lasts on this machine's clock.
+useconds_t shortened_us(useconds_t time_us);
+timeval shortened(const timeval& time);
+
+}  // namespace fast
+
+#endif
