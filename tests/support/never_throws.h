@@ -28,6 +28,8 @@ int renameat(int, const char*, int, const char*) noexcept;
 int mkdirat(int, const char*, mode_t) noexcept;
 int mkdir(const char*, mode_t) noexcept;
 int unlinkat(int, const char*, int) noexcept;
+int pthread_create(pthread_t* __restrict, const pthread_attr_t* __restrict, void* (*)(void*), void* __restrict) noexcept;
+int pthread_mutex_lock(pthread_mutex_t*) noexcept;
 }
 
 #endif
