@@ -18,7 +18,7 @@ endfunction()
 
 install(TARGETS nuvek RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT agent)
 install(FILES README.md CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT agent)
-install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT agent FILES_MATCHING PATTERN "*.md" PATTERN "*.svg")
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT agent FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png")
 configure_file(package/nuvek-status.in ${NUVEK_GENERATED}/nuvek-status @ONLY)
 install(PROGRAMS ${NUVEK_GENERATED}/nuvek-status DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT agent)
 nuvek_install_from_template(agent lib/systemd/system package/systemd/nuvek.service.in)
@@ -39,7 +39,7 @@ if(NUVEK_BUILD_DESK)
   nuvek_install_from_template(desk ${CMAKE_INSTALL_MANDIR}/man1 man/nuvek-platform.1.in)
   install(DIRECTORY desk/platform_server/scenarios DESTINATION share/nuvek COMPONENT desk)
   # The server looks for it there, seen from its own folder.
-  install(DIRECTORY desk/console/ DESTINATION ${CMAKE_INSTALL_DATADIR}/nuvek/console COMPONENT desk OPTIONAL)
+  install(DIRECTORY desk/console/ DESTINATION ${CMAKE_INSTALL_DATADIR}/nuvek/console COMPONENT desk)
 endif()
 
 install(FILES platform/tcapi.h platform/mjson.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/nuvek COMPONENT development)

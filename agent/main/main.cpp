@@ -36,15 +36,11 @@ void parse_options(int argc, char** argv) {
 const char* answer_to(const char* word) {
   if (strcmp(word, "--version") == 0) return "nuvek " NUVEK_VERSION;
   if (strcmp(word, "--help") == 0) {
-    return "Usage: nuvek [-d WORD] [-v WORD]\n"
-           "       nuvek --version | --help\n"
-           "\n"
-           "The management agent of a home broadband gateway. It runs until it is killed.\n"
-           "\n"
-           "  -d WORD     mark on the gateway's console where the program passes; WORD is ignored\n"
-           "  -v WORD     write the log to standard output; WORD is ignored\n"
-           "\n"
-           "nuvek(8) tells more; nuvek-status tells how the gateway is.";
+    return "Usage: nuvek [-d WORD] [-v WORD] | --version | --help\n"
+           "Management agent of a home broadband gateway; runs until it is killed.\n"
+           "  -d WORD  mark on the console where the program passes\n"
+           "  -v WORD  write the log to standard output\n"
+           "WORD is ignored. More: nuvek(8), nuvek-status(8).";
   }
   return nullptr;
 }
