@@ -241,7 +241,7 @@ int bind(int fd, const sockaddr* address, socklen_t size) noexcept {
 
 int listen(int fd, int backlog) noexcept {
   static auto* const real_listen = real<int(int, int)>("listen");
-  if (g_world != nullptr && world().on_listen) return world().on_listen();
+  if (g_world != nullptr && world().on_listen) return world().on_listen(backlog);
   return real_listen(fd, backlog);
 }
 

@@ -58,7 +58,8 @@ struct World {
   std::function<int()> on_socket;
   std::function<int(int fd, const sockaddr* address)> on_connect;
   std::function<int(int fd)> on_accept;
-  std::function<int()> on_setsockopt, on_bind, on_listen;
+  std::function<int()> on_setsockopt, on_bind;
+  std::function<int(int backlog)> on_listen;
   std::function<ssize_t(int fd, const void* data, size_t size)> on_send;
   std::function<ssize_t(int fd, void* data, size_t size)> on_recv;
   std::function<int(int nfds, fd_set* read, timeval* timeout)> on_select;
