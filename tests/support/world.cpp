@@ -88,6 +88,7 @@ bool wait_readable(int fd, int timeout_ms) {
 int tcapi_get(const char* node, const char* attr, char* value) {
   const std::lock_guard<std::mutex> lock(world().mutex);
   world().store_calls.push_back(std::string("get ") + node + " " + attr);
+  if (world().on_get) return world().on_get(value);
   const auto found = world().store.find({node, attr});
   if (found == world().store.end()) return -1;
   strcpy(value, found->second.c_str());

@@ -30,7 +30,8 @@ struct World {
   std::vector<std::string> calls();
   std::vector<std::string> writes();  // the same without the gets
   void forget_calls();
-  bool refuse_writes = false;  // tcapi_set() changes nothing and says so
+  std::function<int(char* value)> on_get;  // instead of looking up
+  bool refuse_writes = false;              // tcapi_set() changes nothing and says so
   int write_result = 0;  // what tcapi_set(), tcapi_commit() and tcapi_save() answer; the write is done in any case
 
   // --- time ----------------------------------------------------------------------------------------------------------
