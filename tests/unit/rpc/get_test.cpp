@@ -4,8 +4,10 @@
 #include "agent/rpc/get_steps.h"
 #include "tests/support/world.h"
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 namespace {
 
@@ -136,12 +138,22 @@ TEST_F(GetTest, AWildCountIsBoundedAndTheResponseCutAtTheBuffer) {
   strcpy(record.ObjectPath, "NUVEK.Interface");
   int result = 0;
   EXPECT_THAT(log_lines([&] { result = nuvek_RPCGet_process(&g_server_Arg, &g_devinfo, &record); }),
-              ::testing::Contains("ERROR nuvek_sendPostRequest send error"));
+              Contains("ERROR nuvek_sendPostRequest send error"));
   EXPECT_EQ(result, -1);
   const std::string request = platform_.received();
   EXPECT_EQ(request.size(), 2047U);
   EXPECT_THAT(request, HasSubstr("\r\nContent-Length: 2047\r\n"));
   EXPECT_LT(world().calls().size(), 2000U);
+}
+
+TEST_F(GetTest, ACountIsReadUpToItsSeventhDigit) {
+  world().put("nuvekInterfaceInfo_Common", "Count", "00000001");
+  world().put("nuvekRouteInfo_Common", "Count", "00000010");
+  world().forget_calls();
+  ask("NUVEK.Interface");
+  EXPECT_THAT(world().calls(), Contains("get nuvekRouteInfo_Entry0 Dest"));
+  EXPECT_THAT(world().calls(), Not(Contains("get nuvekInterfaceInfo_Entry0 IFName")));
+  EXPECT_THAT(world().calls(), Not(Contains("get nuvekRouteInfo_Entry1 Dest")));
 }
 
 TEST_F(GetTest, WithoutAConnectionTheResponseIsRefusedByTheSender) {
