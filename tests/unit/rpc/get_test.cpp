@@ -119,6 +119,32 @@ TEST_F(GetTest, TablesAreReadRowByRowAndLongTextsCut) {
                           "get nuvekInterfaceInfo_Entry0 RemoteIP", "get nuvekInterfaceInfo_Entry0 MTU"));
 }
 
+TEST_F(GetTest, EachColumnKeepsItsNumberOfCharacters) {
+  const struct {
+    const char* table;
+    const char* attr;
+    const char* member;
+    size_t kept;
+  } columns[] = {
+      {"Interface", "IFName", "Name", 31},       {"Interface", "PhyAddr", "PhyAddr", 15},
+      {"Interface", "Mask", "Mask", 31},         {"Interface", "LocalIP", "LocalIP", 31},
+      {"Interface", "RemoteIP", "RemoteIP", 31}, {"Route", "Dest", "Dest", 31},
+      {"Route", "Flags", "Flags", 15},           {"Route", "Gateway", "Gateway", 31},
+      {"Route", "Iface", "Iface", 31},           {"Route", "Mask", "Mask", 31},
+  };
+  for (const auto& column : columns) {
+    const std::string table = std::string("nuvek") + column.table + "Info_";
+    world().put(table + "Common", "Count", "1");
+    world().put(table + "Entry0", column.attr, std::string(40, 'x'));
+    EXPECT_THAT(ask("NUVEK.Interface"),
+                HasSubstr(std::string("\"") + column.member + "\":\"" + std::string(column.kept, 'x') + "\""));
+    world().put(table + "Entry0", column.attr, "");
+  }
+  EXPECT_EQ(mtu((std::string(13, '0') + "123").c_str()), "12") << "fifteen characters of a number";
+  world().put("nuvekRouteInfo_Entry0", "Metric", std::string(13, '0') + "123");
+  EXPECT_THAT(ask("NUVEK.Interface"), HasSubstr("\"Metric\":12}"));
+}
+
 TEST_F(GetTest, NumbersAreTruncatedTowardZeroThroughSinglePrecisionAndClamped) {
   EXPECT_EQ(mtu("1500.9"), "1500");
   EXPECT_EQ(mtu(""), "0");
