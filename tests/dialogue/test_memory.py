@@ -4,6 +4,7 @@ import os
 import pytest
 
 from day import SPEED, STORE, TRACE, Day
+from harness import TIMER
 from messages import (BLOCK_A, LOCATED_STORE, REG_ID, answer, device_time, inform0, inform0_response, key_block, key_common,
                       registered, speed_result, trace_result)
 
@@ -93,7 +94,7 @@ def test_a_registration_that_is_not_acknowledged_comes_again_whichever_allocatio
 @pytest.mark.skipif("NUVEK_SANITIZED" in os.environ, reason="the sanitizer itself allocates for a thread, and gives up")
 def test_a_gateway_starts_and_registers_whichever_allocation_of_its_start_fails(gateway):
     clean = None
-    number = failed = 0
+    number = failed = untimed = 0
     while number <= 1 or failed:
         agent = gateway({**LOCATED_STORE, "nuvek_Server ReportCycle": "525600"})
         day = Day(agent)
@@ -102,6 +103,8 @@ def test_a_gateway_starts_and_registers_whichever_allocation_of_its_start_fails(
         registrations(day, "")
         failed = agent.word("memory")
         agent.set_word("fail_allocation", 0)
+        untimed += agent.waits_in(TIMER) is None
+        assert agent.log().count("ERROR start_up: Init timer fail!") == (agent.waits_in(TIMER) is None)
         results = day.answer(inform0_response(0)) + day.requests()
         agent.uptime += 41
         results += day.requests()
@@ -115,3 +118,4 @@ def test_a_gateway_starts_and_registers_whichever_allocation_of_its_start_fails(
         agent.stop()
         number += 1
     assert number > 5
+    assert untimed > 0

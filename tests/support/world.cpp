@@ -88,6 +88,7 @@ bool wait_readable(int fd, int timeout_ms) {
 int tcapi_get(const char* node, const char* attr, char* value) {
   const std::lock_guard<std::mutex> lock(world().mutex);
   world().store_calls.push_back(std::string("get ") + node + " " + attr);
+  if (world().on_get) return world().on_get(value);
   const auto found = world().store.find({node, attr});
   if (found == world().store.end()) return -1;
   strcpy(value, found->second.c_str());
@@ -245,7 +246,7 @@ int bind(int fd, const sockaddr* address, socklen_t size) noexcept {
 
 int listen(int fd, int backlog) noexcept {
   static auto* const real_listen = real<int(int, int)>("listen");
-  if (g_world != nullptr && world().on_listen) return world().on_listen();
+  if (g_world != nullptr && world().on_listen) return world().on_listen(backlog);
   return real_listen(fd, backlog);
 }
 

@@ -31,7 +31,8 @@ struct World {
   std::vector<std::string> calls();
   std::vector<std::string> writes();  // the same without the gets
   void forget_calls();
-  bool refuse_writes = false;  // tcapi_set() changes nothing and says so
+  std::function<int(char* value)> on_get;  // instead of looking up
+  bool refuse_writes = false;              // tcapi_set() changes nothing and says so
   int write_result = 0;  // what tcapi_set(), tcapi_commit() and tcapi_save() answer; the write is done in any case
 
   // --- time ----------------------------------------------------------------------------------------------------------
@@ -59,7 +60,8 @@ struct World {
   std::function<int()> on_socket;
   std::function<int(int fd, const sockaddr* address)> on_connect;
   std::function<int(int fd)> on_accept;
-  std::function<int()> on_setsockopt, on_bind, on_listen;
+  std::function<int()> on_setsockopt, on_bind;
+  std::function<int(int backlog)> on_listen;
   std::function<ssize_t(int fd, const void* data, size_t size)> on_send;
   std::function<ssize_t(int fd, void* data, size_t size)> on_recv;
   std::function<int(int nfds, fd_set* read, timeval* timeout)> on_select;

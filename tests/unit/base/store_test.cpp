@@ -54,6 +54,18 @@ TEST_F(StoreTest, TheLongestValueOfTheStoreIsReadWholeWhereItFits) {
   EXPECT_EQ(out, longest);
 }
 
+TEST_F(StoreTest, AStoreThatAnswersWithoutATextGivesAnEmptyOneAndNotTheReadBefores) {
+  char out[8] = "before";
+  world().on_get = [](char* value) {
+    memset(value, 'w', TCAPI_VALUE_MAX);
+    return 0;
+  };
+  EXPECT_TRUE(store::read("node", "attr", out));
+  world().on_get = [](char*) { return 0; };
+  EXPECT_TRUE(store::read("node", "attr", out));
+  EXPECT_STREQ(out, "");
+}
+
 TEST_F(StoreTest, WritesCommitsAndSavesReachTheStoreInOrder) {
   store::write("node", "attr", "value");
   store::write("node", "empty", "");

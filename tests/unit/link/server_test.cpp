@@ -161,6 +161,10 @@ TEST_F(Server, ATextOfOtherThanSevenToFifteenCharactersIsNoAddress) {
   }
 }
 
+TEST_F(Server, TheLastOfFifteenCharactersCounts) {
+  for (const char* text : {"255.255.255.25x", "255.255.255.256"}) EXPECT_EQ(nuvek_is_ipaddr(text), 0) << text;
+}
+
 TEST_F(Server, PartsBeyondTheFourthAreNotLookedAt) {
   EXPECT_EQ(nuvek_is_ipaddr("1.2.3.4.5"), 1);
   EXPECT_EQ(nuvek_is_ipaddr("1.2.3.4.example"), 1);

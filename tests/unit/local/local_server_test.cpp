@@ -330,13 +330,23 @@ TEST_F(LocalServerTest, EachFailureOfTheStartHasItsErrorLine) {
   EXPECT_THAT(start(), ElementsAre("ERROR nuvek_InitLocalServer bind failed with errno=" + std::to_string(EADDRINUSE)));
   EXPECT_EQ(fd, -1);
   world().on_bind = nullptr;
-  world().on_listen = [] {
+  world().on_listen = [](int) {
     errno = EOPNOTSUPP;
     return -1;
   };
   EXPECT_THAT(start(),
               ElementsAre("ERROR nuvek_InitLocalServer listen failed with errno=" + std::to_string(EOPNOTSUPP)));
   EXPECT_EQ(fd, -1);
+}
+
+TEST_F(LocalServerTest, TheQueueIsFiveClientsLong) {
+  int places = 0;
+  world().on_listen = [&](int backlog) {
+    places = backlog;
+    return 0;
+  };
+  ::close(nuvek_InitLocalServer());
+  EXPECT_EQ(places, 5);
 }
 
 TEST_F(LocalServerTest, AnAddressThatCannotBeReusedGivesASocketThatNeverListens) {

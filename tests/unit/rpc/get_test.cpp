@@ -4,8 +4,10 @@
 #include "agent/rpc/get_steps.h"
 #include "tests/support/world.h"
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 namespace {
 
@@ -117,6 +119,32 @@ TEST_F(GetTest, TablesAreReadRowByRowAndLongTextsCut) {
                           "get nuvekInterfaceInfo_Entry0 RemoteIP", "get nuvekInterfaceInfo_Entry0 MTU"));
 }
 
+TEST_F(GetTest, EachColumnKeepsItsNumberOfCharacters) {
+  const struct {
+    const char* table;
+    const char* attr;
+    const char* member;
+    size_t kept;
+  } columns[] = {
+      {"Interface", "IFName", "Name", 31},       {"Interface", "PhyAddr", "PhyAddr", 15},
+      {"Interface", "Mask", "Mask", 31},         {"Interface", "LocalIP", "LocalIP", 31},
+      {"Interface", "RemoteIP", "RemoteIP", 31}, {"Route", "Dest", "Dest", 31},
+      {"Route", "Flags", "Flags", 15},           {"Route", "Gateway", "Gateway", 31},
+      {"Route", "Iface", "Iface", 31},           {"Route", "Mask", "Mask", 31},
+  };
+  for (const auto& column : columns) {
+    const std::string table = std::string("nuvek") + column.table + "Info_";
+    world().put(table + "Common", "Count", "1");
+    world().put(table + "Entry0", column.attr, std::string(40, 'x'));
+    EXPECT_THAT(ask("NUVEK.Interface"),
+                HasSubstr(std::string("\"") + column.member + "\":\"" + std::string(column.kept, 'x') + "\""));
+    world().put(table + "Entry0", column.attr, "");
+  }
+  EXPECT_EQ(mtu((std::string(13, '0') + "123").c_str()), "12") << "fifteen characters of a number";
+  world().put("nuvekRouteInfo_Entry0", "Metric", std::string(13, '0') + "123");
+  EXPECT_THAT(ask("NUVEK.Interface"), HasSubstr("\"Metric\":12}"));
+}
+
 TEST_F(GetTest, NumbersAreTruncatedTowardZeroThroughSinglePrecisionAndClamped) {
   EXPECT_EQ(mtu("1500.9"), "1500");
   EXPECT_EQ(mtu(""), "0");
@@ -136,12 +164,22 @@ TEST_F(GetTest, AWildCountIsBoundedAndTheResponseCutAtTheBuffer) {
   strcpy(record.ObjectPath, "NUVEK.Interface");
   int result = 0;
   EXPECT_THAT(log_lines([&] { result = nuvek_RPCGet_process(&g_server_Arg, &g_devinfo, &record); }),
-              ::testing::Contains("ERROR nuvek_sendPostRequest send error"));
+              Contains("ERROR nuvek_sendPostRequest send error"));
   EXPECT_EQ(result, -1);
   const std::string request = platform_.received();
   EXPECT_EQ(request.size(), 2047U);
   EXPECT_THAT(request, HasSubstr("\r\nContent-Length: 2047\r\n"));
   EXPECT_LT(world().calls().size(), 2000U);
+}
+
+TEST_F(GetTest, ACountIsReadUpToItsSeventhDigit) {
+  world().put("nuvekInterfaceInfo_Common", "Count", "00000001");
+  world().put("nuvekRouteInfo_Common", "Count", "00000010");
+  world().forget_calls();
+  ask("NUVEK.Interface");
+  EXPECT_THAT(world().calls(), Contains("get nuvekRouteInfo_Entry0 Dest"));
+  EXPECT_THAT(world().calls(), Not(Contains("get nuvekInterfaceInfo_Entry0 IFName")));
+  EXPECT_THAT(world().calls(), Not(Contains("get nuvekRouteInfo_Entry1 Dest")));
 }
 
 TEST_F(GetTest, WithoutAConnectionTheResponseIsRefusedByTheSender) {

@@ -66,6 +66,14 @@ TEST_F(SpeedTest, AnErrorCodeBringsTheThreeOthers) {
             body("[]", "", "", R"({"ErrorCode":5,"DNSErrorCode":1,"NetErrorCode":-2,"HTTPErrorCode":404})"));
 }
 
+TEST_F(SpeedTest, AnErrorCodeIsReadUpToThirtyOneDigits) {
+  for (const char* behind : {"", "9"}) {
+    world().write_file("/var/speed_ErrorCode", std::string(29, '0') + "17" + behind);
+    EXPECT_EQ(body_of(request()),
+              body("[]", "", "", R"({"ErrorCode":17,"DNSErrorCode":0,"NetErrorCode":0,"HTTPErrorCode":0})"));
+  }
+}
+
 TEST_F(SpeedTest, AnErrorCodeThatIsNoNumberIsSuccessAndTheOthersAreNotAskedFor) {
   world().write_file("/var/speed_ErrorCode", "none");
   world().write_file("/var/speed_DNSErrorCode", "1");

@@ -82,6 +82,7 @@ TEST_F(TraceRoute, ALineBeyond255CharactersCountsAsTwo) {
   const std::string line = "1 a (a) 1 ms" + std::string(243, ' ');
   ASSERT_EQ(line.size(), 255U);
   EXPECT_EQ(rows_of(line + "2 b (b) 2 ms\n"), R"(["a", 1],["b", 2])");
+  EXPECT_EQ(rows_of(line.substr(0, 254) + "3" + "2 b (b) 2 ms\n"), R"(["a", 1, "a", 3],["b", 2])");
 }
 
 TEST_F(TraceRoute, RowsAreCutAtTheBuffersEnd) {
