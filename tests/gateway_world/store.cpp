@@ -15,6 +15,7 @@
 #include "platform/tcapi.h"
 #include "record.h"
 #include "step.h"
+#include "walk.h"
 #include "world.h"
 #include "year.h"
 
@@ -95,6 +96,7 @@ extern "C" {
 
 int tcapi_get(const char* node, const char* attr, char* value) {
   static const auto real = world::behind(&tcapi_get, "tcapi_get");
+  if (walk::fails(walk::kStoreReads, "tcapi_get", {-1}) != 0) return -1;
   {
     const faults::Aside aside;
     note("get " + name_of(node, attr));
@@ -105,6 +107,7 @@ int tcapi_get(const char* node, const char* attr, char* value) {
 
 int tcapi_set(const char* node, const char* attr, const char* value) {
   static const auto real = world::behind(&tcapi_set, "tcapi_set");
+  if (walk::fails(walk::kStoreWrites, "tcapi_set", {-1}) != 0) return -1;
   {
     const faults::Aside aside;
     note("set " + name_of(node, attr) + "=" + value);
@@ -116,6 +119,7 @@ int tcapi_set(const char* node, const char* attr, const char* value) {
 
 int tcapi_commit(const char* node) {
   static const auto real = world::behind(&tcapi_commit, "tcapi_commit");
+  if (walk::fails(walk::kStoreWrites, "tcapi_commit", {-1}) != 0) return -1;
   {
     const faults::Aside aside;
     note(std::string("commit ") + node);
@@ -128,10 +132,10 @@ int tcapi_save(void) {
   static const auto real = world::behind(&tcapi_save, "tcapi_save");
   {
     const faults::Aside aside;
-    note("save");
-    if (world::has_store_in_memory()) return 0;
+    note("save");  // one that fails may have worn the flash all the same: it counts
   }
-  return real();
+  if (walk::fails(walk::kStoreWrites, "tcapi_save", {-1}) != 0) return -1;
+  return world::has_store_in_memory() ? 0 : real();
 }
 
 int tcdbg_printf(const char* format, ...) {
