@@ -296,7 +296,7 @@ def play(folder, dialogue, groups, call=0, error=0, for_ever=False):
         story = Story(pathlib.Path(place), store)
         try:
             words = {"walk_groups": sum(GROUPS[group] for group in groups), "walk_call": call, "walk_error": error,
-                     "walk_for_ever": int(for_ever)}
+                     "walk_then": int(for_ever)}
             for word, value in words.items():
                 story.agent.set_word(word, value)
             steps(story)

@@ -102,6 +102,7 @@ int tcapi_get(const char* node, const char* attr, char* value) {
     note("get " + name_of(node, attr));
     if (world::has_store_in_memory()) return get_in_memory(node, attr, value);
   }
+  const faults::Aside aside;  // what the gateway's own library does is not the agent's
   return real(node, attr, value);
 }
 
@@ -114,6 +115,7 @@ int tcapi_set(const char* node, const char* attr, const char* value) {
     if (world::has_store_in_memory()) return set_in_memory(node, attr, value);
   }
   if (world::is(world::Kind::year)) year::witness_set(attr);
+  const faults::Aside aside;  // what the gateway's own library does is not the agent's
   return real(node, attr, value);
 }
 
@@ -125,6 +127,7 @@ int tcapi_commit(const char* node) {
     note(std::string("commit ") + node);
     if (world::has_store_in_memory()) return commit_in_memory(node);
   }
+  const faults::Aside aside;
   return real(node);
 }
 
@@ -135,6 +138,7 @@ int tcapi_save(void) {
     note("save");  // one that fails may have worn the flash all the same: it counts
   }
   if (walk::fails(walk::kStoreWrites, "tcapi_save", {-1}) != 0) return -1;
+  const faults::Aside aside;
   return world::has_store_in_memory() ? 0 : real();
 }
 

@@ -1,11 +1,18 @@
 #include "walk.h"
 
 #include <cerrno>
+#include <csignal>
 
 #include "control.h"
 #include "faults.h"
 #include "record.h"
 #include "world.h"
+
+namespace {
+
+enum Then : uint32_t { kFailOn = 1, kDie = 2 };
+
+}  // namespace
 
 int walk::fails(Group group, const char* name, std::initializer_list<int> errors) {
   if (!world::is(world::Kind::step) || faults::is_aside()) return 0;
@@ -17,7 +24,12 @@ int walk::fails(Group group, const char* name, std::initializer_list<int> errors
     control::write(control::walk_call, left - 1);
     return 0;
   }
-  const bool for_ever = control::read(control::walk_for_ever) != 0;
+  const uint32_t then = control::read(control::walk_then);
+  if (then == kDie) {
+    record_call("dies ahead of %s", name);
+    raise(SIGKILL);
+  }
+  const bool for_ever = then == kFailOn;
   if (!for_ever) control::write(control::walk_call, 0);
   const size_t wanted = control::read(control::walk_error) % errors.size();
   int error = errors.begin()[wanted];

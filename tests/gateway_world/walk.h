@@ -1,5 +1,6 @@
 // Owns the walk over the agent's calls: the n-th call of the groups that a test chose fails, with an error that such a
-// call can give; or that one and every later one, as when the store, the disk or the network is dead.
+// call can give; or that one and every later one, as when the store, the disk or the network is dead; or the agent is
+// killed ahead of it.
 #ifndef NUVEK_TESTS_GATEWAY_WORLD_WALK_H
 #define NUVEK_TESTS_GATEWAY_WORLD_WALK_H
 
