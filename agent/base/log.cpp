@@ -10,7 +10,8 @@ int32_t nuvekDebugPrintf;
 
 namespace {
 
-void write(const char* level, const char* operation, int line, const char* format, va_list arguments) {
+__attribute__((format(printf, 4, 0))) void write(const char* level, const char* operation, int line, const char* format,
+                                                 va_list arguments) {
   if (nuvekDebug == 0 && nuvekDebugPrintf == 0) return;
   // The console gets the place without the message: it is shared with the whole gateway and must stay readable.
   if (nuvekDebug != 0) tcdbg_printf("[NUVEK %s %s:%d] \n", level, operation, line);
