@@ -49,6 +49,7 @@ def test_a_post_is_answered_0_though_the_store_takes_nothing(gateway):
     ("HorizontalError", "n/a", "HorizontalError", b" n/a "),
     ("Longitude", "1e60", "Long", b" inf "),
     ("AreaCode", "11\x010101", "AreaCode", b"\"11\x010101\""),
+    ("AreaCode", "Lat", "AreaCode", b'"Lat","GISLockTime":  ,'),  # the quotes behind the name of a number are blanked
 ])
 def test_one_post_can_make_the_registration_unreadable_and_the_store_cures_it(gateway, member, text, name, sent):
     agent = gateway(DEVICE_STORE)
