@@ -1,4 +1,5 @@
 # The files of the packages, filled in for script/package.
+execute_process(COMMAND dpkg --print-architecture OUTPUT_VARIABLE ARCHITECTURE OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
 foreach(template debian/control openwrt/nuvek/Makefile)
   configure_file(package/${template}.in ${NUVEK_GENERATED}/package/${template} @ONLY)
 endforeach()

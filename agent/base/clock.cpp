@@ -14,7 +14,7 @@ ClockTime curtime_his;
 namespace {
 
 constexpr char kTimeSyncMarker[] = "/tmp/timeSync";  // made by the gateway's time client after its first success
-constexpr int32_t kEarliestTrusted_s = 1483200001;   // just after 2017-01-01 00:00 in UTC+8
+constexpr uint32_t kEarliestTrusted_s = 1483200001;  // just after 2017-01-01 00:00 in UTC+8
 
 }  // namespace
 
@@ -40,5 +40,9 @@ int32_t get_uptime() {
 
 int nuvek_check_timeSync() {
   if (access(file::Path(kTimeSyncMarker).c_str(), F_OK) != 0) return 0;
-  return wall_clock::now().sec >= kEarliestTrusted_s ? 1 : 0;
+  timeval time{};
+  gettimeofday(&time, nullptr);
+  // A clock of 32 bits that is negative stands in 2038 to 2106; a wider one stands before 1970 and tells no time.
+  if (sizeof time.tv_sec > sizeof(int32_t) && time.tv_sec < 0) return 0;
+  return static_cast<uint32_t>(time.tv_sec) >= kEarliestTrusted_s ? 1 : 0;
 }

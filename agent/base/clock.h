@@ -1,4 +1,5 @@
-// Owns the wall clock as the device counts it: 32-bit seconds and microseconds.
+// Owns the wall clock as the device counts it: 32-bit seconds and microseconds. The seconds are signed where they are
+// stored and printed, and compared as unsigned numbers, so that they are in order until 2106.
 #ifndef NUVEK_AGENT_BASE_CLOCK_H
 #define NUVEK_AGENT_BASE_CLOCK_H
 
@@ -18,6 +19,11 @@ namespace wall_clock {
 
 // The time of day since the epoch, seconds modulo 2^32.
 ClockTime now();
+
+// Whether the first instant comes ahead of the second.
+constexpr bool is_before(const ClockTime& a, const ClockTime& b) {
+  return a.sec == b.sec ? a.usec < b.usec : static_cast<uint32_t>(a.sec) < static_cast<uint32_t>(b.sec);
+}
 
 }  // namespace wall_clock
 

@@ -41,10 +41,12 @@ Path::Path(const char* absolute) {
   text::copy(path_ + length, sizeof path_ - length, absolute);
 }
 
-Stream open(const Path& path, char* buffer, size_t size) {
-  Stream stream(fopen(path.c_str(), "re"));  // "e": helper programs do not inherit it
-  if (stream != nullptr) setvbuf(stream.get(), buffer, _IOFBF, size);
-  return stream;
+Reader::Reader(const Path& path) : stream_(fopen(path.c_str(), "re")) {
+  if (stream_ != nullptr) setvbuf(stream_, buffer_, _IOFBF, sizeof buffer_);
+}
+
+Reader::~Reader() {
+  if (stream_ != nullptr) fclose(stream_);
 }
 
 Replacement::Replacement(const Path& path, const Path& beside) : path_(path), beside_(beside), fd_(-1) {
@@ -62,10 +64,10 @@ bool Replacement::finish(const char* text) {
 
 int nuvek_read_file(const char* path, char* buf, size_t size) {
   buf[0] = '\0';
-  char buffer[64];  // what is longer than that goes straight into `buf`
-  const file::Stream stream = file::open(file::Path(path), buffer);
-  if (stream == nullptr) return 0;
-  const size_t count = fread(buf, 1, size - 1, stream.get());
+  const file::Path place(path);
+  const file::Reader file(place);
+  if (!file.is_open()) return 0;
+  const size_t count = fread(buf, 1, size - 1, file.stream());
   buf[count] = '\0';
   return static_cast<int>(count);
 }

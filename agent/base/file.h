@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstdio>
-#include <memory>
 
 namespace file {
 
@@ -18,18 +17,22 @@ class Path {
   char path_[256];
 };
 
-struct Close {
-  void operator()(FILE* stream) const { fclose(stream); }
-};
-using Stream = std::unique_ptr<FILE, Close>;
+// A file that is read; it closes itself. It has a buffer of its own in place of the page of heap that the C library
+// would take, and helper programs do not inherit it.
+class Reader {
+ public:
+  explicit Reader(const Path& path);
+  ~Reader();
+  Reader(const Reader&) = delete;
+  Reader& operator=(const Reader&) = delete;
 
-// Opens a file for reading, with `buffer` in place of the page of heap that the C library would take; empty on failure.
-// The buffer outlives the stream.
-Stream open(const Path& path, char* buffer, size_t size);
-template <size_t Size>
-Stream open(const Path& path, char (&buffer)[Size]) {
-  return open(path, buffer, Size);
-}
+  bool is_open() const { return stream_ != nullptr; }
+  FILE* stream() const { return stream_; }
+
+ private:
+  FILE* stream_;
+  char buffer_[512];
+};
 
 // A file that is written beside the one that it is to replace, and put in its place whole. Once it is open, finish() is
 // called.

@@ -27,10 +27,9 @@ int nuvek_app_running(const char* program) {
   process::run(command);
   char pid[6] = "";
   {
-    char buffer[32];
-    const file::Stream pids = file::open(path, buffer);
-    if (pids == nullptr) return -1;
-    if (fgets(pid, sizeof pid, pids.get()) == nullptr) pid[0] = '\0';
+    const file::Reader pids(path);
+    if (!pids.is_open()) return -1;
+    if (fgets(pid, sizeof pid, pids.stream()) == nullptr) pid[0] = '\0';
   }
   unlink(path.c_str());
   if (char* blank = strchr(pid, ' ')) *blank = '\0';

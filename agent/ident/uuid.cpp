@@ -31,8 +31,6 @@ ClockTime g_last;
 uint16_t g_sequence;
 int32_t g_adjustment;
 
-bool earlier(const ClockTime& a, const ClockTime& b) { return a.sec < b.sec || (a.sec == b.sec && a.usec < b.usec); }
-
 // Reads without ever waiting: a descriptor that has nothing to read counts as a failed read.
 ssize_t read_ready(int fd, uint8_t* out, size_t size) {
   pollfd request{fd, POLLIN, 0};
@@ -70,11 +68,9 @@ ClockTime next_time() {
     const ClockTime now = wall_clock::now();
     if (g_last.sec == 0 && g_last.usec == 0) {
       g_sequence = draw_sequence();
-      g_last = {now.sec - 1, now.usec};
-    }
-    if (earlier(now, g_last)) {
+    } else if (wall_clock::is_before(now, g_last)) {
       g_sequence = static_cast<uint16_t>((g_sequence + 1) & kSequenceMask);
-    } else if (!earlier(g_last, now)) {
+    } else if (!wall_clock::is_before(g_last, now)) {
       if (g_adjustment >= kMostPerMicrosecond) continue;
       ++g_adjustment;
       return now;
@@ -90,7 +86,7 @@ ClockTime next_time() {
 int uuid_generateUuidStr(char* out, size_t size, const uint8_t* node) {
   const ClockTime now = next_time();
   const uint64_t stamp = static_cast<uint64_t>(now.usec) * 10 + static_cast<uint64_t>(g_adjustment) +
-                         static_cast<uint64_t>(now.sec) * 10000000 + kGregorianOffset;
+                         uint64_t{static_cast<uint32_t>(now.sec)} * 10000000 + kGregorianOffset;
   Uuid uuid{};
   uuid.time_low = static_cast<uint32_t>(stamp);
   uuid.time_mid = static_cast<uint16_t>(stamp >> 32);
@@ -144,14 +140,13 @@ int nuvek_create_uuid(DevInfo* devinfo) {
 int nuvek_getRandomUuid(char* out, size_t size) {
   constexpr char kSource[] = "/proc/sys/kernel/random/uuid";
   const file::Path path(kSource);
-  char buffer[64];
-  const file::Stream source = file::open(path, buffer);
-  if (source == nullptr) {
+  const file::Reader source(path);
+  if (!source.is_open()) {
     NUVEK_ERROR("failed to open file %s", path.c_str());
     return 0;
   }
   memset(out, 0, size);
-  if (fgets(out, static_cast<int>(size), source.get()) == nullptr) return 0;
+  if (fgets(out, static_cast<int>(size), source.stream()) == nullptr) return 0;
   const size_t length = strlen(out);
   if (length != 0) out[length - 1] = '\0';
   return static_cast<int>(length);

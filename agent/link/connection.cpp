@@ -66,7 +66,8 @@ int nuvek_connect_Server(int fd, const char* address) {
   sockaddr_in server{};
   server.sin_family = AF_INET;
   server.sin_port = htons(site::platform_port());
-  inet_pton(AF_INET, address, &server.sin_addr);
+  // Some C libraries' inet_pton() leaves the first four parts of "1.2.3.4.5" behind when it refuses it.
+  if (inet_pton(AF_INET, address, &server.sin_addr) != 1) server.sin_addr.s_addr = 0;
   const timeval timeout{kSendTimeout_s, 0};
   setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
   if (connect(fd, reinterpret_cast<const sockaddr*>(&server), sizeof server) == 0) {

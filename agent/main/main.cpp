@@ -1,9 +1,8 @@
 // Starts the agent: options, timers, the speed test's kernel module, configuration, counters, the local port; then the
 // main loop, for ever. Nothing that fails here stops the daemon.
-#include <unistd.h>
-
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 
 #include "agent/base/config.h"
 #include "agent/base/counters.h"
@@ -21,14 +20,29 @@
 
 namespace {
 
-// "-v WORD" and "-d WORD", each as often as wanted; the word is ignored. Anything else says nothing.
+// "-v WORD" and "-d WORD", each as often as wanted; the word is ignored. Anything else says nothing. Options may stand
+// behind other words, which not every C library's getopt() allows.
 void parse_options(int argc, char** argv) {
-  opterr = 0;
-  int option = 0;
-  while ((option = getopt(argc, argv, "v:d:")) != -1) {
-    if (option == 'd') ++nuvekDebug;
-    if (option == 'v') ++nuvekDebugPrintf;
+  for (int i = 1; i < argc && strcmp(argv[i], "--") != 0; ++i) {
+    if (argv[i][0] != '-') continue;
+    const char* option = strpbrk(argv[i] + 1, "dv");
+    if (option == nullptr) continue;
+    if (option[1] == '\0' && ++i == argc) return;  // without its word it does not count
+    ++(*option == 'd' ? nuvekDebug : nuvekDebugPrintf);
   }
+}
+
+// As the only argument these answer and start nothing.
+const char* answer_to(const char* word) {
+  if (strcmp(word, "--version") == 0) return "nuvek " NUVEK_VERSION;
+  if (strcmp(word, "--help") == 0) {
+    return "Usage: nuvek [-d WORD] [-v WORD] | --version | --help\n"
+           "Management agent of a home broadband gateway; runs until it is killed.\n"
+           "  -d WORD  mark on the console where the program passes\n"
+           "  -v WORD  write the log to standard output\n"
+           "WORD is ignored. More: nuvek(8), nuvek-status(8).";
+  }
+  return nullptr;
 }
 
 void load_speed_test_module() {
@@ -71,6 +85,8 @@ int start_up(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  const char* answer = argc == 2 ? answer_to(argv[1]) : nullptr;
+  if (answer != nullptr) return puts(answer) == EOF ? 1 : 0;
   MainLoop loop(start_up(argc, argv));
   for (;;) loop.turn();
 }

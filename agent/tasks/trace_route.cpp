@@ -79,16 +79,15 @@ void trace_route::report(DevInfo* devinfo, ServerArg* server) {
 
 void nuvek_trace_parse(char* out) {
   const file::Path path(kTraceOutput);
-  char buffer[512];
-  const file::Stream output = file::open(path, buffer);
-  if (output == nullptr) {
+  const file::Reader output(path);
+  if (!output.is_open()) {
     printf("can't open %s\n", path.c_str());
     return;
   }
   text::Builder rows(out, kTraceRowsSize);
   char previous[kWordSize] = "";
   char line[kLineSize];
-  while (fgets(line, sizeof line, output.get()) != nullptr) {
+  while (fgets(line, sizeof line, output.stream()) != nullptr) {
     if (strstr(line, "traceroute") != nullptr) continue;
     const Hop hop(line);
     if (hop.host()[0] == '*') {

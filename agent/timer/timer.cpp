@@ -21,7 +21,7 @@ constexpr useconds_t kTick_us = 100000;
 constexpr int32_t kClockStep_s = 60;  // a smaller difference between two ticks is taken for a slow tick
 
 bool before(int32_t sec, int32_t usec, const TimerNode& timer) {
-  return sec < timer.expire_sec || (sec == timer.expire_sec && usec < timer.expire_usec);
+  return wall_clock::is_before({sec, usec}, {timer.expire_sec, timer.expire_usec});
 }
 
 void set_expiry(TimerNode* timer, const ClockTime& from, uint32_t delay_ms) {

@@ -8,64 +8,8 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// A gateway takes an answer of up to 1,024 bytes; the padding leads beyond that, within one of its receives.
-constexpr size_t kOversizePadding_bytes = 1024;
-constexpr size_t kGarbage_bytes = 200;
-
-// An error without a body: 404 makes the gateway close, at 500 it keeps the connection.
-constexpr const char* kNotFound = "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n";
-constexpr const char* kServerError = "HTTP/1.1 500 Internal Server Error\r\nContent-Length: 0\r\n\r\n";
-
-std::string http(const std::string& status, const std::string& type, const std::string& body, size_t length) {
-  return "HTTP/1.1 " + status + "\r\nContent-Type: " + type + "\r\nContent-Length: " + std::to_string(length) +
-         "\r\n\r\n" + body;
-}
-
-std::string accepted(const std::string& body) { return http("200 OK", "application/json", body, body.size()); }
-
-std::string refused(const std::vector<std::string>& findings) {
-  constexpr size_t kMaxReason_bytes = 800;  // the whole answer stays below a gateway's limit
-  std::string reason;
-  for (const std::string& finding : findings) reason += finding + "\n";
-  reason.resize(std::min(reason.size(), kMaxReason_bytes));
-  return http("400 Bad Request", "text/plain", reason, reason.size());
-}
-
-std::string garbage() {
-  std::mt19937 random{7};
-  std::string bytes(kGarbage_bytes, '\0');
-  for (char& byte : bytes) byte = static_cast<char>(random());
-  return bytes;
-}
-
-// What leaves in place of the right bytes.
-std::string spoiled(Fault fault, std::string bytes) {
-  switch (fault) {
-    case Fault::kNotFound:
-      return kNotFound;
-    case Fault::kServerError:
-      return kServerError;
-    case Fault::kGarbage:
-      return garbage();
-    case Fault::kClose:
-    case Fault::kReset:
-    case Fault::kSilence:
-      return "";
-    case Fault::kWrongLength: {
-      const size_t end = bytes.find("\r\n\r\n");
-      return end == std::string::npos ? bytes : bytes.insert(end, "0");  // ten times the length
-    }
-    case Fault::kOversize: {
-      const size_t end = bytes.find("\r\n\r\n");
-      return end == std::string::npos ? bytes
-                                      : bytes.insert(end, "\r\nPadding: " + std::string(kOversizePadding_bytes, '.'));
-    }
-    case Fault::kTwoPieces:
-    case Fault::kNone:
-      break;
-  }
-  return bytes;
-}
+// With more an answer might not fit in what a gateway takes.
+constexpr size_t kMaxGetsPerAnswer = 8;
 
 constexpr const char* kFaultWords[] = {
     "",          "404 Not Found", "500 Internal Server Error", "closed without an answer",      "reset",
@@ -77,31 +21,43 @@ const Step* step(const std::vector<Step>& steps, size_t turn) {
   return steps.empty() ? nullptr : &steps[std::min(turn, steps.size() - 1)];
 }
 
-}  // namespace
-
-Conversation::Gateway& Conversation::gateway_of(const std::string& uuid) {
-  Gateway& gateway = gateways_[uuid];
-  if (gateway.number == 0 && !uuid.empty()) gateway.number = next_number_++;
-  return gateway;
+auto with_id(Gateway& gateway, int id) {
+  return std::find_if(gateway.asked.begin(), gateway.asked.end(),
+                      [id](const Question& question) { return question.id == id; });
 }
+
+}  // namespace
 
 void Conversation::check_asked(Gateway& gateway, Exchange& exchange) {
   if (exchange.kind != Kind::kGetResponse || !exchange.id) return;
-  const auto asked = gateway.asked.find(*exchange.id);
+  const auto asked = with_id(gateway, *exchange.id);
   if (asked == gateway.asked.end()) {
     exchange.findings.push_back("no Get with ID " + std::to_string(*exchange.id) + " waits for an answer");
     return;
   }
-  if (asked->second != exchange.path) exchange.findings.push_back("the Get with this ID asked for " + asked->second);
+  if (asked->path != exchange.path) exchange.findings.push_back("the Get with this ID asked for " + asked->path);
   gateway.asked.erase(asked);
 }
 
-const FaultRule* Conversation::fault_for(const Gateway& gateway, Kind kind) const {
-  for (const FaultRule& rule : scenario_.faults) {
-    const int count = rule.to ? gateway.received[index_of(kind)] : gateway.requests;
-    if ((!rule.to || *rule.to == kind) && count >= rule.first && count <= rule.last) return &rule;
+// What was ordered goes ahead of the scenario's rules.
+Deed Conversation::deed_for(const Gateway& gateway, Kind kind, Exchange& exchange) {
+  if (const auto ordered = orders_.take(kind, exchange.uuid)) {
+    exchange.by = "console";
+    return *ordered;
   }
-  return nullptr;
+  for (const Rule& rule : scenario_.rules) {
+    if (!rule.uuid.empty() && rule.uuid != exchange.uuid) continue;
+    const int count = rule.to ? gateway.turns.received[index_of(kind)] : gateway.turns.requests;
+    if ((!rule.to || *rule.to == kind) && count >= rule.first && count <= rule.last) return rule.deed;
+  }
+  return {};
+}
+
+const RecordedAnswer* Conversation::recorded(Gateway& gateway, Kind kind, Exchange& exchange) const {
+  if (scenario_.recording == nullptr || kind == Kind::kBad || exchange.uuid.empty()) return nullptr;
+  const auto* answer = scenario_.recording->answer(exchange.uuid, kind, gateway.turns.replayed[index_of(kind)]++);
+  if (answer != nullptr) exchange.by = "replay";
+  return answer;
 }
 
 std::string Conversation::reg_id(const Gateway& gateway, const std::string& uuid) const {
@@ -116,42 +72,63 @@ std::string Conversation::reg_id(const Gateway& gateway, const std::string& uuid
 
 // Eight different digits, as in a gateway's own messages.
 int Conversation::fresh_id(const Gateway& gateway) {
+  const auto in_use = [&gateway](int id) {
+    return std::any_of(gateway.asked.begin(), gateway.asked.end(),
+                       [id](const Question& question) { return question.id == id; });
+  };
   std::string digits = "1234567890";
   int id = 0;
   do {
     std::shuffle(digits.begin(), digits.end(), random_);
     id = std::stoi(digits.substr(0, 8));
-  } while (digits[0] == '0' || gateway.asked.count(id) != 0);
+  } while (digits[0] == '0' || in_use(id));
   return id;
 }
 
-Reply Conversation::proper_answer(Gateway& gateway, Exchange& exchange) {
-  const Section& section = scenario_.section(exchange.kind);
-  const size_t turn = gateway.answered[index_of(exchange.kind)];
+// The scenario's Gets, and as many of the console's as find room. Those stay where they are if the answer is spoiled.
+std::vector<Question> Conversation::gets_for(Gateway& gateway, Kind kind, bool may_take) {
+  std::vector<Question> questions;
+  const auto now = std::chrono::system_clock::now();
+  const auto* paths = step(scenario_.section(kind).gets, gateway.turns.answered[index_of(kind)]);
+  for (size_t i = 0; paths != nullptr && i < paths->size(); ++i) questions.push_back({(*paths)[i], std::nullopt, now});
+  const bool carries_gets = kind == Kind::kReport || has_code(kind);
+  while (may_take && carries_gets && !gateway.wanted.empty() && questions.size() < kMaxGetsPerAnswer) {
+    questions.push_back(gateway.wanted.front());
+    gateway.wanted.erase(gateway.wanted.begin());
+  }
+  for (Question& question : questions) {
+    question.id = fresh_id(gateway);
+    GatewayBook::asked(gateway, *question.id, question.path, question.since);
+  }
+  return questions;
+}
+
+int Conversation::proper_code(const Gateway& gateway, const Exchange& exchange, const Deed& deed) const {
+  if (deed.code) return *deed.code;
+  return *step(scenario_.section(exchange.kind).codes, gateway.turns.answered[index_of(exchange.kind)]);
+}
+
+Reply Conversation::proper_answer(Gateway& gateway, Exchange& exchange, const Deed& deed) {
   Reply reply;
   Json body = {exchange.uuid};
   if (exchange.kind == Kind::kInform0) {
-    const std::string name = reg_id(gateway, exchange.uuid);
-    exchange.code = *step(section.codes, turn);
-    exchange.outcome = "Inform0Response RegID " + name + " Code " + std::to_string(*exchange.code);
+    exchange.reg_id = reg_id(gateway, exchange.uuid);
+    exchange.code = proper_code(gateway, exchange, deed);
+    exchange.outcome = "Inform0Response RegID " + exchange.reg_id + " Code " + std::to_string(*exchange.code);
     body.push_back(Json{{"RPCMethod", "Inform0Response"},
                         {"ObjectPath", "NUVEK.DeviceInfo"},
-                        {"RegID", name},
+                        {"RegID", exchange.reg_id},
                         {"ID", *exchange.id},
                         {"Code", *exchange.code}});
   } else if (exchange.kind == Kind::kSiteSpeed || exchange.kind == Kind::kTraceRoute) {
-    exchange.code = *step(section.codes, turn);
+    exchange.code = proper_code(gateway, exchange, deed);
     exchange.outcome = "ResultResponse Code " + std::to_string(*exchange.code);
     body.push_back(Json{{"RPCMethod", "ResultResponse"}, {"ID", *exchange.id}, {"Code", *exchange.code}});
   }
-  if (const auto* paths = step(section.gets, turn)) {
-    for (const std::string& path : *paths) {
-      const int id = fresh_id(gateway);
-      gateway.asked[id] = path;
-      reply.asked.insert(id);
-      exchange.outcome += (exchange.outcome.empty() ? "Get " : ", Get ") + path + " " + std::to_string(id);
-      body.push_back(Json{{"RPCMethod", "Get"}, {"ObjectPath", path}, {"ID", id}});
-    }
+  for (const Question& get : gets_for(gateway, exchange.kind, deed.fault == Fault::kNone)) {
+    reply.asked[*get.id] = true;
+    exchange.outcome += (exchange.outcome.empty() ? "Get " : ", Get ") + get.path + " " + std::to_string(*get.id);
+    body.push_back(Json{{"RPCMethod", "Get"}, {"ObjectPath", get.path}, {"ID", *get.id}});
   }
   if (body.size() == 1) {
     // Nothing to say: an empty object, which the gateway's framing takes as a right answer without a message in it.
@@ -162,39 +139,71 @@ Reply Conversation::proper_answer(Gateway& gateway, Exchange& exchange) {
   return reply;
 }
 
-Reply Conversation::answer(Exchange& exchange) {
-  Gateway& gateway = gateway_of(exchange.uuid);
-  check_asked(gateway, exchange);
-  const bool bad = !exchange.findings.empty();
-  const Kind kind = bad ? Kind::kBad : exchange.kind;
-  ++gateway.requests;
-  ++gateway.received[index_of(kind)];
+// Bytes that somebody else has made, with whatever stands in them.
+Reply Conversation::literal_answer(Gateway& gateway, Exchange& exchange, const std::string& bytes) {
+  Reply reply;
+  reply.bytes = bytes;
+  const Contents contents = contents_of(bytes);
+  if (exchange.kind != Kind::kGetResponse) exchange.code = contents.code;
+  exchange.reg_id = contents.reg_id;
+  exchange.outcome = std::to_string(bytes.size()) + " literal bytes";
+  for (const Contents::Get& get : contents.gets) {
+    reply.asked[get.id] = false;
+    GatewayBook::asked(gateway, get.id, get.path, std::chrono::system_clock::now());
+  }
+  return reply;
+}
 
+Reply Conversation::usual_answer(Gateway& gateway, Exchange& exchange, Kind kind, const Deed& deed) {
   // A message without UUID or ID cannot be answered properly, whatever the scenario wants.
+  const bool bad = kind == Kind::kBad;
   const bool complete = !exchange.uuid.empty() && (exchange.kind == Kind::kReport || exchange.id.has_value());
   Reply reply;
   if (exchange.kind == Kind::kSpeedTest) {
     exchange.outcome = "download";
+    reply.download = deed.fault == Fault::kNone;
   } else if (bad && !(scenario_.answer_in_spite_of_findings && complete && exchange.kind != Kind::kBad)) {
     reply.bytes = refused(exchange.findings);
     exchange.outcome = "400 Bad Request";
   } else {
-    reply = proper_answer(gateway, exchange);
+    reply = proper_answer(gateway, exchange, deed);
   }
-  reply.delay_ms = scenario_.section(kind).delay_ms;
+  return reply;
+}
 
-  if (const FaultRule* rule = fault_for(gateway, kind)) {
-    reply.fault = rule->fault;
-    reply.gap_ms = rule->gap_ms;
-    reply.bytes = spoiled(rule->fault, reply.bytes);
-    reply.asked.clear();  // no answer to these Gets can be expected
-    const std::string words = kFaultWords[static_cast<size_t>(rule->fault)];
-    const bool altered = words.back() == ' ';
-    exchange.outcome = altered ? words + exchange.outcome : words;
-    if (!altered) exchange.code = exchange.kind == Kind::kGetResponse ? exchange.code : std::nullopt;
+void Conversation::spoil(Reply& reply, Exchange& exchange, const Deed& deed) {
+  reply.fault = exchange.fault = deed.fault;
+  reply.gap_ms = deed.gap_ms;
+  reply.bytes = spoiled(deed.fault, reply.bytes);
+  reply.asked.clear();  // no answer to these Gets can be expected
+  const std::string words = kFaultWords[static_cast<size_t>(deed.fault)];
+  const bool altered = words.back() == ' ';
+  exchange.outcome = altered ? words + exchange.outcome : words;
+  if (!altered) exchange.code = exchange.kind == Kind::kGetResponse ? exchange.code : std::nullopt;
+}
+
+Reply Conversation::answer(Exchange& exchange) {
+  Gateway& gateway = book_.of(exchange.uuid);
+  check_asked(gateway, exchange);
+  const Kind kind = exchange.findings.empty() ? exchange.kind : Kind::kBad;
+  ++gateway.turns.requests;
+  ++gateway.turns.received[index_of(kind)];
+
+  Deed deed = deed_for(gateway, kind, exchange);
+  const bool decided = deed.fault != Fault::kNone || deed.code || !deed.bytes.empty();
+  const RecordedAnswer* record = decided ? nullptr : recorded(gateway, kind, exchange);
+  Reply reply;
+  if (record != nullptr) {
+    deed.fault = record->fault;
+    reply = literal_answer(gateway, exchange, record->bytes_for(exchange));
+  } else if (!deed.bytes.empty()) {
+    reply = literal_answer(gateway, exchange, deed.bytes);
   } else {
-    ++gateway.answered[index_of(exchange.kind)];
+    reply = usual_answer(gateway, exchange, kind, deed);
+    if (deed.fault == Fault::kNone) ++gateway.turns.answered[index_of(exchange.kind)];
   }
+  if (deed.fault != Fault::kNone) spoil(reply, exchange, deed);
+  reply.delay_ms = scenario_.section(kind).delay_ms;
   exchange.answer = reply.bytes;
   return reply;
 }

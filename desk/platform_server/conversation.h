@@ -1,11 +1,13 @@
-// What the platform says to each gateway: keeps a short memory of every gateway, by its UUID, and makes the answers.
+// What the platform says to each gateway: makes the answers, by what was ordered, by the scenario, or by a recording.
 #ifndef NUVEK_DESK_CONVERSATION_H
 #define NUVEK_DESK_CONVERSATION_H
 
 #include <map>
 #include <random>
-#include <set>
 
+#include "answer_bytes.h"
+#include "gateway_book.h"
+#include "orders.h"
 #include "scenario.h"
 
 namespace desk {
@@ -13,41 +15,42 @@ namespace desk {
 // How a request is answered. `bytes` leave in one write, unless the fault says otherwise.
 struct Reply {
   std::string bytes;
+  bool download = false;  // in place of bytes
   Fault fault = Fault::kNone;
   int delay_ms = 0;
   int gap_ms = 0;
-  std::set<int> asked;  // IDs of the Gets in `bytes`
+  // IDs of the Gets in `bytes`, and whether each one must be answered: a gateway may have its reasons not to answer
+  // what stands in somebody's literal bytes.
+  std::map<int, bool> asked;
 };
 
 class Conversation {
  public:
-  explicit Conversation(const Scenario& scenario) : scenario_(scenario) {}
+  Conversation(const Scenario& scenario, GatewayBook& book, Orders& orders)
+      : scenario_(scenario), book_(book), orders_(orders) {}
 
   // Answers a checked request: adds what is wrong with it in this conversation to its findings and fills code and
   // outcome.
   Reply answer(Exchange& exchange);
 
-  size_t gateways() const { return next_number_ - 1; }
-
  private:
-  struct Gateway {
-    int number = 0;
-    int requests = 0;
-    std::array<int, kKindNames.size()> received{};
-    std::array<size_t, kKindNames.size()> answered{};  // steps of codes and Gets that were used up
-    std::map<int, std::string> asked;                  // Gets without an answer yet, by ID
-  };
+  static void check_asked(Gateway& gateway, Exchange& exchange);
+  Deed deed_for(const Gateway& gateway, Kind kind, Exchange& exchange);
+  const RecordedAnswer* recorded(Gateway& gateway, Kind kind, Exchange& exchange) const;
 
-  Gateway& gateway_of(const std::string& uuid);
-  void check_asked(Gateway& gateway, Exchange& exchange);
-  const FaultRule* fault_for(const Gateway& gateway, Kind kind) const;
-  Reply proper_answer(Gateway& gateway, Exchange& exchange);
+  Reply usual_answer(Gateway& gateway, Exchange& exchange, Kind kind, const Deed& deed);
+  Reply proper_answer(Gateway& gateway, Exchange& exchange, const Deed& deed);
+  static Reply literal_answer(Gateway& gateway, Exchange& exchange, const std::string& bytes);
+  int proper_code(const Gateway& gateway, const Exchange& exchange, const Deed& deed) const;
+  std::vector<Question> gets_for(Gateway& gateway, Kind kind, bool may_take);
+  static void spoil(Reply& reply, Exchange& exchange, const Deed& deed);
+
   std::string reg_id(const Gateway& gateway, const std::string& uuid) const;
   int fresh_id(const Gateway& gateway);
 
   const Scenario& scenario_;
-  std::map<std::string, Gateway> gateways_;
-  int next_number_ = 1;
+  GatewayBook& book_;
+  Orders& orders_;
   std::mt19937 random_{1};  // the same IDs in every run
 };
 

@@ -6,8 +6,6 @@
 namespace desk {
 namespace {
 
-constexpr std::chrono::seconds kStallLimit{30};
-
 // Small enough to pace a slow line evenly.
 const std::array<char, 16'384> kBlock{};
 
@@ -19,23 +17,23 @@ std::string download_head(const DownloadSettings& settings) {
   return "HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\n" + end + "\r\n\r\n";
 }
 
-Download::Download(boost::asio::ip::tcp::socket& socket, const DownloadSettings& settings, Done done)
+Download::Download(boost::asio::ip::tcp::socket& socket, const Scenario& scenario, Done done)
     : socket_(socket),
-      settings_(settings),
+      settings_(scenario.download),
+      stall_limit_(scenario.write_ms),
       done_(std::move(done)),
       pace_(socket.get_executor()),
       stall_(socket.get_executor()) {}
 
 // When as much as has left may have left.
 Download::Clock::time_point Download::due() const {
-  if (settings_.mbit_s == 0) return start_;
   const double us = static_cast<double>(sent_) * 8 / settings_.mbit_s;
   return start_ + std::chrono::microseconds(static_cast<int64_t>(us));
 }
 
 void Download::next_block() {
   const bool timed = settings_.duration_s != 0;
-  const uint64_t left = timed ? kBlock.size() : settings_.bytes - sent_;
+  const uint64_t left = (timed ? kMaxDownload_bytes : settings_.bytes) - sent_;
   if (left == 0 || (timed && Clock::now() - start_ >= std::chrono::seconds(settings_.duration_s))) {
     done_(sent_, true);
     return;
@@ -50,7 +48,7 @@ void Download::next_block() {
 }
 
 void Download::write_block(size_t length) {
-  stall_.expires_after(kStallLimit);
+  stall_.expires_after(stall_limit_);
   stall_.async_wait([self = shared_from_this()](boost::system::error_code error) {
     boost::system::error_code ignored;
     if (!error) self->socket_.close(ignored);

@@ -20,7 +20,7 @@ class Download : public std::enable_shared_from_this<Download> {
   using Done = std::function<void(uint64_t sent, bool complete)>;
 
   // `done` keeps the owner of `socket` alive.
-  Download(boost::asio::ip::tcp::socket& socket, const DownloadSettings& settings, Done done);
+  Download(boost::asio::ip::tcp::socket& socket, const Scenario& scenario, Done done);
   void start() { next_block(); }
 
  private:
@@ -33,6 +33,7 @@ class Download : public std::enable_shared_from_this<Download> {
 
   boost::asio::ip::tcp::socket& socket_;
   const DownloadSettings settings_;
+  const std::chrono::milliseconds stall_limit_;
   const Done done_;
   boost::asio::steady_timer pace_;
   boost::asio::steady_timer stall_;

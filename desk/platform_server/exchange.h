@@ -4,10 +4,14 @@
 #define NUVEK_DESK_EXCHANGE_H
 
 #include <array>
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "fault.h"
 
 namespace desk {
 
@@ -20,15 +24,21 @@ constexpr size_t index_of(Kind kind) { return static_cast<size_t>(kind); }
 constexpr const char* name_of(Kind kind) { return kKindNames[index_of(kind)]; }
 
 struct Exchange {
+  int64_t number = 0;                          // in the order in which they are told, from 1
+  std::chrono::system_clock::time_point time;  // when it was told
+  int64_t took_ms = 0;                         // from the whole request to the answer
   Kind kind = Kind::kBad;
   std::string peer;
-  std::string uuid;         // empty unless the request carries one of the right shape
-  std::optional<int> id;    // "ID" of the message
-  std::optional<int> code;  // "Code": the one received in a GetResponse, the one answered otherwise
-  std::string path;         // "ObjectPath" of the message, or the path of a download
-  std::string request;      // the bytes that came
-  std::string answer;       // the bytes that were answered; of a download the head
-  std::string outcome;      // the answer in words
+  std::string uuid;             // empty unless the request carries one of the right shape
+  std::optional<int> id;        // "ID" of the message
+  std::optional<int> code;      // "Code": the one received in a GetResponse, the one answered otherwise
+  std::string path;             // "ObjectPath" of the message, or the path of a download
+  std::string request;          // the bytes that came
+  std::string answer;           // the bytes that were answered; of a download the head
+  std::string reg_id;           // registration identifier in the answer
+  std::string outcome;          // the answer in words
+  const char* by = "scenario";  // who chose the answer: or "console", or "replay"
+  Fault fault = Fault::kNone;   // what was done to it
   std::vector<std::string> findings;
 };
 

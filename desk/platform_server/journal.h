@@ -2,22 +2,29 @@
 #ifndef NUVEK_DESK_JOURNAL_H
 #define NUVEK_DESK_JOURNAL_H
 
-#include <fstream>
-
 #include "exchange.h"
 
 namespace desk {
 
 class Journal {
  public:
-  // Continues `file`; no journal is kept when the name is empty. Throws when the file cannot be written, here and
-  // later: a journal with holes would tell a wrong story.
+  // Continues `file`; no journal is kept when the name is empty. Throws when the file cannot be opened.
   explicit Journal(const std::string& file);
-  void write(const Exchange& exchange);
+  ~Journal();
+  Journal(const Journal&) = delete;
+  Journal& operator=(const Journal&) = delete;
+
+  // A line that cannot be written whole is taken back, and the journal ends there, for good: one with holes would tell
+  // a wrong story. False for that line; whoever writes goes on.
+  bool write(const Exchange& exchange);
+
+  const std::string& file() const { return file_; }
+  const std::string& error() const { return error_; }  // why it ended, empty as long as it has not
 
  private:
   std::string file_;
-  std::ofstream out_;
+  std::string error_;
+  int descriptor_ = -1;
 };
 
 }  // namespace desk

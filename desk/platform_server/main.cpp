@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "console/console.h"
 #include "listener.h"
 #include "options.h"
 
@@ -20,14 +21,34 @@ void write_port_file(const std::string& file, uint16_t port) {
   }
 }
 
+void reread_on(boost::asio::signal_set& signals, desk::ScenarioKeeper& keeper) {
+  signals.async_wait([&](const boost::system::error_code& error, int) {
+    if (error) return;
+    keeper.reread();
+    reread_on(signals, keeper);
+  });
+}
+
+void start_console(std::optional<desk::console::Console>& console, boost::asio::io_context& io,
+                   desk::Platform& platform, const desk::Options& options,
+                   const boost::asio::ip::tcp::endpoint& gateways) {
+  const desk::console::About about{gateways.address().to_string(), gateways.port(), options.strict,
+                                   !options.desk_control.empty()};
+  console.emplace(io, *desk::console::read_place(options.console), platform, about, options.desk_control);
+  const auto own = console->endpoint();
+  std::cout << "console at http://" << own.address().to_string() << ":" << own.port() << "/" << std::endl;
+  if (!options.console_port_file.empty()) write_port_file(options.console_port_file, own.port());
+}
+
 int run(const desk::Options& options) {
   namespace asio = boost::asio;
-  const desk::Scenario scenario =
-      options.scenario.empty() ? desk::default_scenario() : desk::read_scenario(options.scenario);
   asio::io_context io{1};
-  desk::Platform platform(scenario, options.journal);
+  desk::Platform platform(io, options.scenario, options.journal, !options.console.empty());
   asio::signal_set signals(io, SIGTERM, SIGINT);
   signals.async_wait([&io](const boost::system::error_code&, int) { io.stop(); });
+
+  asio::signal_set again(io, SIGHUP);
+  reread_on(again, platform.keeper);
 
   const asio::ip::tcp::endpoint wanted(asio::ip::make_address(options.address), options.port);
   std::optional<desk::Listener> listener;
@@ -41,9 +62,14 @@ int run(const desk::Options& options) {
   std::cout << "nuvek-platform listens on " << options.address << " port " << endpoint.port() << std::endl;
   if (!options.port_file.empty()) write_port_file(options.port_file, endpoint.port());
 
+  std::optional<desk::console::Console> console;
+  if (!options.console.empty()) start_console(console, io, platform, options, endpoint);
+
   io.run();
-  platform.time_line.summary(platform.conversation.gateways());
-  return options.strict && platform.time_line.findings() ? desk::kFindings : 0;
+  platform.speed_tests.finish();
+  platform.time_line.summary(platform.book.seen());
+  if (!platform.journal.error().empty()) return desk::kFailed;
+  return options.strict && platform.time_line.findings() != 0 ? desk::kFindings : 0;
 }
 
 }  // namespace

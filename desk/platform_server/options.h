@@ -9,16 +9,19 @@
 namespace desk {
 
 // Exit statuses.
-constexpr int kFailed = 1;  // scenario refused, port not to be had, file not writable
+constexpr int kFailed = 1;  // scenario refused, port not to be had, journal not written to its end
 constexpr int kBadOptions = 2;
 constexpr int kFindings = 3;  // with --strict only
 
 struct Options {
-  std::string address = "0.0.0.0";
+  std::string address = "127.0.0.1";
   uint16_t port = 80;
   std::string port_file;
   std::string scenario;
   std::string journal;
+  std::string console;  // [ADDRESS:]PORT or fd:NUMBER; empty: none
+  std::string console_port_file;
+  std::string desk_control;
   bool strict = false;
 };
 

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "message_shapes.h"
+#include "rule.h"
 
 namespace desk {
 namespace {
@@ -17,16 +18,6 @@ std::string cited(std::string_view text) {
   constexpr size_t kShown = 60;
   std::string shown = Json(text.substr(0, kShown)).dump(-1, ' ', true, Json::error_handler_t::replace);
   return text.size() > kShown ? shown + "..." : shown;
-}
-
-bool is_uuid(std::string_view text) {
-  constexpr std::string_view kShape = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
-  if (text.size() != kShape.size()) return false;
-  for (size_t i = 0; i < text.size(); ++i) {
-    const std::string_view allowed = kShape[i] == 'x' ? "0123456789abcdef" : "-";
-    if (allowed.find(text[i]) == std::string_view::npos) return false;
-  }
-  return true;
 }
 
 bool is_message_id(int id) {

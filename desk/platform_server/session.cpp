@@ -20,8 +20,18 @@ constexpr uint64_t kMaxBody_bytes = 16'384;
 // For a client that waits for one acknowledgement before it sends its next GetResponse.
 constexpr std::chrono::milliseconds kHoldLimit{500};
 
+// More than an answer can ask, and than a gateway can have open.
+constexpr size_t kMaxOpenGets = 64;
+
 // After an answer that ends the connection: time for the client to take it and close.
 constexpr std::chrono::seconds kDrainLimit{1};
+
+// A text that is merely assigned an empty one keeps its memory.
+template <typename Value>
+void release(Value& value) {
+  const Value released = std::move(value);
+  value = Value();
+}
 
 }  // namespace
 
@@ -42,11 +52,16 @@ void Session::start() {
 }
 
 void Session::expect_request() {
+  // An idle connection keeps nothing of what went over it.
+  if (in_.size() == 0) release(in_);
+  release(exchange_);
+  release(reply_);
+  release(out_);
+  release(raw_);
   parser_.emplace();
   parser_->eager(true);
   parser_->header_limit(kMaxHead_bytes);
   parser_->body_limit(kMaxBody_bytes);
-  raw_.clear();
   begun_.reset();
   parse();
 }
@@ -55,18 +70,23 @@ Session::Clock::time_point Session::deadline() const {
   const auto now = Clock::now();
   if (draining_) return deadline_.expiry();
   if (!held_.empty()) return now + kHoldLimit;
-  if (begun_) return *begun_ + std::chrono::milliseconds(platform_.scenario.request_ms);
-  return now + std::chrono::milliseconds(platform_.scenario.idle_ms);
+  if (begun_) return *begun_ + std::chrono::milliseconds(platform_.scenario().request_ms);
+  return now + std::chrono::milliseconds(platform_.scenario().idle_ms);
 }
 
-void Session::read() {
-  deadline_.expires_at(deadline());
+// What the connection waits for is cancelled when its time is over.
+void Session::watch() {
   deadline_.async_wait([self = shared_from_this()](const Error& error) {
-    // A wait that ended in the same instant as the read must not hit the step that follows.
+    // A wait that ended in the same instant as the step must not hit the one that follows.
     if (error || self->deadline_.expiry() > Clock::now()) return;
     Error ignored;
     self->socket_.cancel(ignored);
   });
+}
+
+void Session::read() {
+  deadline_.expires_at(deadline());
+  watch();
   socket_.async_read_some(in_.prepare(kRead_bytes), [self = shared_from_this()](const Error& error, size_t length) {
     if (!self->draining_) self->deadline_.expires_at(Clock::time_point::max());
     self->on_read(error, length);
@@ -90,7 +110,7 @@ void Session::on_deadline() {
   if (!held_.empty()) {
     flush_held();
   } else {
-    end("request not complete after " + std::to_string(platform_.scenario.request_ms) + " ms");
+    end("request not complete after " + std::to_string(platform_.scenario().request_ms) + " ms");
   }
 }
 
@@ -139,6 +159,7 @@ void Session::on_broken_request(const std::string& reason) {
 }
 
 void Session::answer() {
+  complete_ = Clock::now();
   if (!exchange_.uuid.empty()) uuid_ = exchange_.uuid;
   reply_ = platform_.conversation.answer(exchange_);
   wait(reply_.delay_ms, &Session::carry_out);
@@ -155,13 +176,13 @@ void Session::wait(int ms, Step then) {
 
 void Session::carry_out() {
   if (exchange_.kind == Kind::kGetResponse && exchange_.id) open_gets_.erase(*exchange_.id);
+  if (open_gets_.size() > kMaxOpenGets) tell_unanswered_gets();
   open_gets_.insert(reply_.asked.begin(), reply_.asked.end());
-  const bool downloads = exchange_.kind == Kind::kSpeedTest && reply_.fault == Fault::kNone;
-  if (downloads) {
+  if (reply_.download) {
     download();
     return;
   }
-  platform_.tell(exchange_);
+  tell_exchange();
   out_ = held_ + reply_.bytes;
   held_.clear();
   if (reply_.fault == Fault::kClose || reply_.fault == Fault::kReset) {
@@ -185,12 +206,22 @@ void Session::flush_held() {
 
 // Sends the first `length` bytes of `out_` and takes them off it.
 void Session::write(size_t length, Step then) {
+  deadline_.expires_after(std::chrono::milliseconds(platform_.scenario().write_ms));
+  watch();
   asio::async_write(socket_, asio::buffer(out_.data(), length),
                     [self = shared_from_this(), then](const Error& error, size_t written) {
+                      self->deadline_.expires_at(Clock::time_point::max());
+                      if (error == asio::error::operation_aborted) return self->on_write_deadline();
                       if (error) return self->end("");
                       self->out_.erase(0, written);
                       (self.get()->*then)();
                     });
+}
+
+// With a reset, so that the system does not keep for the client what it does not take.
+void Session::on_write_deadline() {
+  tell_end(exchange_.kind, {"answer not taken within " + std::to_string(platform_.scenario().write_ms) + " ms"});
+  close(true);
 }
 
 void Session::write_second_piece() {
@@ -200,19 +231,20 @@ void Session::write_second_piece() {
 }
 
 void Session::download() {
-  const DownloadSettings& settings = platform_.scenario.download;
+  const DownloadSettings& settings = platform_.scenario().download;
   exchange_.answer = download_head(settings);
   if (settings.duration_s != 0) close_after_ = true;
   out_ = exchange_.answer;
+  write(out_.size(), &Session::stream);
+}
+
+void Session::stream() {
   const auto done = [self = shared_from_this()](uint64_t sent, bool complete) {
-    self->exchange_.outcome = std::to_string(sent) + " bytes" + (complete ? "" : ", then the client left");
-    self->platform_.tell(self->exchange_);
-    complete ? self->after_answer() : self->close(false);
+    self->exchange_.took_ms = self->since_complete_ms();
+    self->platform_.speed_tests.add(self->exchange_, sent, complete);
+    complete ? self->after_answer() : self->close(true);
   };
-  asio::async_write(socket_, asio::buffer(out_), [self = shared_from_this(), done](const Error& error, size_t) {
-    if (error) return done(0, false);
-    std::make_shared<Download>(self->socket_, self->platform_.scenario.download, done)->start();
-  });
+  std::make_shared<Download>(socket_, platform_.scenario(), done)->start();
 }
 
 void Session::after_answer() { close_after_ ? drain() : expect_request(); }
@@ -239,16 +271,33 @@ void Session::end(const std::string& half_request_finding) {
   close(false);
 }
 
+int64_t Session::since_complete_ms() const {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - complete_).count();
+}
+
+void Session::tell_exchange() {
+  exchange_.took_ms = since_complete_ms();
+  platform_.tell(exchange_);
+}
+
 void Session::tell_unanswered_gets() {
-  if (open_gets_.empty()) return;
-  Exchange missing;
-  missing.kind = Kind::kGetResponse;
-  missing.peer = peer_;
-  missing.uuid = uuid_;
-  missing.outcome = "closed";
-  for (const int id : open_gets_) missing.findings.push_back("Get " + std::to_string(id) + " was not answered");
+  std::vector<std::string> findings;
+  for (const auto& [id, must_be_answered] : open_gets_) {
+    if (must_be_answered) findings.push_back("Get " + std::to_string(id) + " was not answered");
+  }
   open_gets_.clear();
-  platform_.tell(missing);
+  if (!findings.empty()) tell_end(Kind::kGetResponse, findings);
+}
+
+// What the end of a connection left undone.
+void Session::tell_end(Kind kind, const std::vector<std::string>& findings) {
+  Exchange end;
+  end.kind = kind;
+  end.peer = peer_;
+  end.uuid = uuid_;
+  end.outcome = "closed";
+  end.findings = findings;
+  platform_.tell(end);
 }
 
 void Session::close(bool with_reset) {

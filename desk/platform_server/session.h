@@ -27,6 +27,7 @@ class Session : public std::enable_shared_from_this<Session> {
 
   // Reading.
   void expect_request();
+  void watch();
   void read();
   void on_read(const Error& error, size_t length);
   void parse();
@@ -40,15 +41,20 @@ class Session : public std::enable_shared_from_this<Session> {
   void wait(int ms, Step then);
   void carry_out();
   void write(size_t length, Step then);
+  void on_write_deadline();
   void write_second_piece();
   void download();
+  void stream();
   void after_answer();
   void flush_held();
 
   // Ending.
   void drain();
   void end(const std::string& half_request_finding);
+  int64_t since_complete_ms() const;
+  void tell_exchange();
   void tell_unanswered_gets();
+  void tell_end(Kind kind, const std::vector<std::string>& findings);
   void close(bool with_reset);
 
   boost::asio::ip::tcp::socket socket_;
@@ -63,6 +69,7 @@ class Session : public std::enable_shared_from_this<Session> {
   boost::asio::steady_timer deadline_;
   boost::asio::steady_timer pause_;
 
+  Clock::time_point complete_;  // when the request that is being answered had come
   Exchange exchange_;
   Reply reply_;
   std::string out_;
@@ -70,8 +77,8 @@ class Session : public std::enable_shared_from_this<Session> {
   // that close into a reset, which can cost the messages still on their way. So their acknowledgements wait for the
   // last one.
   std::string held_;
-  std::set<int> open_gets_;
-  std::string uuid_;  // of the last request that told it
+  std::map<int, bool> open_gets_;  // and whether each must be answered
+  std::string uuid_;               // of the last request that told it
   bool close_after_ = false;
   bool draining_ = false;
 };

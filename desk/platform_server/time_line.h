@@ -10,7 +10,7 @@ class TimeLine {
  public:
   void tell(const Exchange& exchange);
   void summary(size_t gateways) const;
-  bool findings() const { return findings_ != 0; }
+  size_t findings() const { return findings_; }
 
  private:
   std::array<size_t, kKindNames.size()> requests_{};

@@ -1,27 +1,55 @@
 """Plays a story on the desk: see script/run."""
 import argparse
+import os
 import pathlib
-import signal
 import sys
-import tempfile
 import time
 
-from desk.story import faults, tale
+from desk.story import console, faults, scenario, stay, tale
+from desk.story.actions import Desk
+from desk.story.build import prepare
+from desk.story.clock import FAST, GatewayClock
 from desk.story.console import StoryFailed, step, tell
+from desk.story.control import Control
 from desk.story.gateway import BIN, Gateway
 from desk.story.network import build_network
 from desk.story.platform import Platform
+from desk.story.processes import guarded
 
 NODES_TO_SHOW = ("nuvek_Common", "nuvek_Entry0", "nuvek_Counter")
 
 
 def read_arguments():
-    parser = argparse.ArgumentParser(prog="script/run", description="Plays a gateway's story on this machine.")
+    parser = argparse.ArgumentParser(
+        prog="script/run", description="Builds everything and plays a gateway's story on this machine, in a minute or less.")
     parser.add_argument("--faults", action="store_true", help="the unhappy story: platform down, garbled answers, "
                                                               "missing helper programs, power cut")
-    parser.add_argument("--stay", action="store_true", help="keep the desk up afterwards, for trying things by hand")
+    parser.add_argument("--scenario", type=pathlib.Path, metavar="FILE",
+                        help="a gateway that meets the answers of this scenario (nuvek-platform(1)) until both its results "
+                             "are taken")
+    parser.add_argument("--fast", action="store_true", help=f"the gateway's clock runs {FAST} times fast: a story in at most "
+                                                            "15 s")
+    parser.add_argument("--stay", action="store_true", help="keep the desk up afterwards, for driving it with a browser and "
+                                                            "script/desk")
     parser.add_argument("--loopback", action="store_true", help="no network namespaces, also where they are allowed")
-    return parser.parse_args()
+    parser.add_argument("--agent", type=pathlib.Path, metavar="PROGRAM", default=BIN / "nuvek", help="another build's agent")
+    arguments = parser.parse_args()
+    if arguments.faults and arguments.scenario:
+        parser.error("--faults and --scenario are two stories")
+    if arguments.scenario and not arguments.scenario.is_file():
+        parser.error(f"no such scenario: {arguments.scenario}")
+    if arguments.agent != BIN / "nuvek" and not os.access(arguments.agent, os.X_OK):
+        parser.error(f"no such program: {arguments.agent}")
+    return arguments
+
+
+def chosen_story(arguments):
+    """What it is called, its module, and the platform's scenario."""
+    if arguments.scenario:
+        return f"the scenario {arguments.scenario.name}", scenario, arguments.scenario.absolute()
+    if arguments.faults:
+        return "the unhappy story", faults, "faults.yaml"
+    return "the happy story", tale, "story.yaml"
 
 
 def summarise(gateway, platform):
@@ -35,33 +63,24 @@ def summarise(gateway, platform):
             tell(f"    {line}")
 
 
-def stay(network, gateway, platform, folder):
-    step("The desk stays up until Ctrl-C")
-    words = " ".join(map(str, network.inside("gw")))
-    tell(f"read the store:    NUVEK_ROOT={gateway.root} {BIN}/tcapi show")
-    tell(f"a report now:      NUVEK_ROOT={gateway.root} {BIN}/tcapi set nuvek_Common LastInformTime 1")
-    tell(f"unlock a location: NUVEK_ROOT={gateway.root} {BIN}/tcapi set nuvek_Entry0 GISInterface ''")
-    tell(f"post a location:   {words} python3 -m desk.location_client --address {network.gateway_address} "
-         f"--port {network.local_port} Longitude=2.35 Latitude=48.85 ID=1")
-    tell(f"what happens:      tail -f {platform.time_line_path} {gateway.log_path}")
-    tell(f"every byte:        {platform.journal_path}")
-    tell(f"all of it is in {folder} and goes when the desk ends")
-    while gateway.is_alive():
-        time.sleep(0.2)
-    raise StoryFailed("the agent ended")
-
-
 def play(arguments, folder):
     step("The desk is set up")
-    network = build_network(arguments.loopback)
+    listener = stay.listen() if arguments.stay else None
+    options = stay.console_options(listener, folder / "control") if listener else None
+    title, story, answers = chosen_story(arguments)
+    network = build_network(arguments.loopback, folder)
     tell(network.described)
-    gateway = Gateway(folder, network)
-    platform = Platform(folder, network, "faults.yaml" if arguments.faults else "story.yaml")
+    gateway = Gateway(folder, network, GatewayClock(FAST if arguments.fast else 1), arguments.agent.absolute())
+    platform = Platform(folder, network, answers, options)
+    desk = Desk(title, network, gateway, platform)
     try:
-        (faults if arguments.faults else tale).play(network, gateway, platform)
+        if listener:
+            console.passing_time[0] = Control(folder / "control", desk.answer).serve_for
+            tell(f"the console, from now on: http://127.0.0.1:{listener.getsockname()[1]}/")
+        story.play(network, gateway, platform)
         summarise(gateway, platform)
-        if arguments.stay:
-            stay(network, gateway, platform, folder)
+        if listener:
+            stay.stay(listener, desk, console.passing_time[0])
     except StoryFailed:
         step("The last lines of the agent's log and of the platform's time line")
         for path in (gateway.log_path, platform.time_line_path):
@@ -74,22 +93,22 @@ def play(arguments, folder):
         network.close()
 
 
-def interrupt(_signal, _frame):
-    raise KeyboardInterrupt
+def tell_story(arguments, folder):
+    begin = time.monotonic()
+    try:
+        play(arguments, folder)
+    except StoryFailed as failure:
+        sys.exit(f"\nThe story did not come true: {failure}")
+    except KeyboardInterrupt:
+        sys.exit(0 if arguments.stay else "\ninterrupted")
+    print(f"\nThe story came true in {time.monotonic() - begin:.0f} s.")
+    return 0
 
 
 def main():
     arguments = read_arguments()
-    signal.signal(signal.SIGTERM, interrupt)
-    begin = time.monotonic()
-    with tempfile.TemporaryDirectory(prefix="nuvek-desk-") as folder:
-        try:
-            play(arguments, pathlib.Path(folder))
-        except StoryFailed as failure:
-            sys.exit(f"\nThe story did not come true: {failure}")
-        except KeyboardInterrupt:
-            sys.exit(0 if arguments.stay else "\ninterrupted")
-    print(f"\nThe story came true in {time.monotonic() - begin:.0f} s.")
+    prepare()
+    sys.exit(guarded(lambda folder: tell_story(arguments, folder), "nuvek-desk-"))
 
 
 main()

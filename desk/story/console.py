@@ -4,6 +4,7 @@ import time
 
 POLL_S = 0.05
 PROGRESS_EVERY_S = 5
+passing_time = [time.sleep]  # how a wait passes its time: a desk that can be asked serves meanwhile
 
 
 class StoryFailed(Exception):
@@ -35,7 +36,7 @@ def wait_for(what, condition, limit_s):
         if passed - told >= PROGRESS_EVERY_S:
             told = passed
             print(f"{passed:.0f} .. " if sys.stdout.isatty() else ".", end="", flush=True)
-        time.sleep(POLL_S)
+        passing_time[0](POLL_S)
 
 
 def check(what, expected, found):

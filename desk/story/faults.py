@@ -3,7 +3,7 @@ import os
 
 from desk.story.console import check, step, tell, wait_for
 from desk.story.gateway import PAST_S
-from desk.story.tale import LOCATION, start_agent, start_platform
+from desk.story.tale import LOCATION, start_agent
 
 
 def platform_down(gateway):

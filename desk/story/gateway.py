@@ -1,22 +1,26 @@
 """The desk's gateway: its root folder, its store, its helper programs, and the agent."""
 import json
 import os
-import pathlib
 import shutil
 import signal
 import subprocess
+import time
 
+from desk.story.clock import BUILD, PROJECT, GatewayClock
 from desk.story.console import StoryFailed
+from desk.story.network import is_listening
+from desk.story.processes import end_group, start
 
-PROJECT = pathlib.Path(__file__).resolve().parent.parent.parent
-BIN = PROJECT / "build" / "release" / "bin"
+BIN = BUILD / "bin"
 HELPERS = PROJECT / "desk" / "gateway_programs"
 PAST_S = "1600000000"  # a time stamp of long ago: what counts from it is due
 
 
 class Gateway:
-    def __init__(self, folder, network):
+    def __init__(self, folder, network, clock=None, agent=BIN / "nuvek"):
         self.network = network
+        self.agent = agent
+        self.clock = clock or GatewayClock()
         self.root = folder / "gateway"
         self.log_path = folder / "agent.log"
         self.store = self.root / "var" / "lib" / "tcapi"
@@ -24,40 +28,42 @@ class Gateway:
             (self.root / sub).mkdir(parents=True)
         shutil.copy(PROJECT / "desk" / "seed" / "flash", self.store / "flash")
         self.process = None
+        self.is_stopped = True  # by the desk; else it is to run
+        self.since_s = time.time()
+        self.status = None
         self.helper_path = f"{HELPERS}:{os.environ['PATH']}"  # where the agent finds its helper programs
 
     @property
     def environment(self):
-        return {**os.environ, "NUVEK_ROOT": str(self.root), "PATH": self.helper_path, **self.network.agent_environment}
+        return {**os.environ, "NUVEK_ROOT": str(self.root), "PATH": self.helper_path, **self.network.agent_environment,
+                **self.clock.helper_environment}
 
     def start(self):
+        command = [*self.network.inside("gw"), *self.clock.command(self.agent), "-v", "on"]
+        self.clock.begin()
         with self.log_path.open("a") as log:
-            self.process = subprocess.Popen([*self.network.inside("gw"), BIN / "nuvek", "-v", "on"],
-                                            env=self.environment, stdout=log, stderr=log, start_new_session=True)
+            self.process = start(command, env=self.environment, stdout=log, stderr=log)
+        self.is_stopped, self.since_s, self.status = False, time.time(), None
 
     def is_alive(self):
         return self.process is not None and self.process.poll() is None
 
     def stop(self, kill=False):
         """Ends the agent, and the helper programs that it started."""
+        self.is_stopped = True
         if self.process is None:
             return
-        group = self.process.pid
-        self.process.send_signal(signal.SIGKILL if kill else signal.SIGTERM)
-        self.process.wait(timeout=5)
-        self.process = None
-        try:
-            os.killpg(group, signal.SIGKILL)
-        except ProcessLookupError:
-            pass  # no helper program was running
+        self.status = end_group(self.process, signal.SIGKILL if kill else signal.SIGTERM)
+        self.process, self.since_s = None, time.time()
 
     def power_cut(self):
         """The agent dies in the middle of what it does, and the store's live level is gone."""
         self.stop(kill=True)
-        shutil.rmtree(self.store / "live")
+        shutil.rmtree(self.store / "live", ignore_errors=True)
 
     def tcapi(self, *words):
-        done = subprocess.run([BIN / "tcapi", *words], env=self.environment, capture_output=True, text=True, check=False)
+        done = subprocess.run([BIN / "tcapi", *words], env=self.environment, capture_output=True, text=True, check=False,
+                              errors="replace")
         return done.stdout.rstrip("\n") if done.returncode == 0 else None
 
     def get(self, node, attr):
@@ -92,8 +98,4 @@ class Gateway:
         return json.loads(done.stdout)
 
     def accepts_locations(self):
-        try:
-            inode_text = pathlib.Path(f"/proc/{self.process.pid}/net/tcp").read_text()
-        except OSError:
-            return False
-        return f":{self.network.local_port:04X} 00000000:0000 0A" in inode_text
+        return self.process is not None and is_listening(self.process.pid, "tcp", self.network.local_port)

@@ -4,9 +4,10 @@ import pathlib
 import shutil
 import socket
 import subprocess
-import tempfile
 
-from desk.story.console import tell
+from desk.story.console import tell, wait_for
+from desk.story.namespaces import Hosts, enter_private_mounts, resolve_by
+from desk.story.processes import end_group, start
 
 PLATFORM_NAMES = ("nuvek-p1.test", "nuvek-p2.test")
 TRACE_NAME = "trace.test"
@@ -18,11 +19,23 @@ def free_port():
         return probe.getsockname()[1]
 
 
+def is_listening(pid, protocol, port):
+    """Whether anybody does in the program's network, on all addresses."""
+    try:
+        lines = pathlib.Path(f"/proc/{pid}/net/{protocol}").read_text().splitlines()[1:]
+    except OSError:
+        return False
+    return any(fields[1] == f"00000000:{port:04X}" and fields[3] in ("0A", "07") for fields in map(str.split, lines))
+
+
 class Loopback:
     """All programs beside each other, on ports of their own; the platform is named by its address."""
 
+    kind = "loopback"
     described = "loopback (no network namespaces)"
     has_names = False
+    hosts = (("lan", "client", ("127.0.0.1",)), ("gw", "gateway", ("127.0.0.1",)), ("plat", "platform", ("127.0.0.1",)))
+    links = (("lan", "gw"), ("gw", "plat"))
 
     def __init__(self):
         self.platform_port = free_port()
@@ -44,12 +57,16 @@ class Loopback:
         pass
 
 
-# By its whole path: the agent's PATH holds what a story wants it to find.
-IP = shutil.which("ip") or "/usr/sbin/ip"
-
-# Host, and the links of the network: each a /24 with the first host at .1 and the second at .2.
-HOSTS = ("lan", "gw", "r1", "r2", "plat", "dns")
+# Host, what it is for a person, and the links of the network: each a /24 with the first host at .1 and the second at .2.
+TITLES = {"lan": "client", "gw": "gateway", "r1": "edge router", "r2": "core router", "plat": "platform", "dns": "name server"}
 LINKS = (("gw", "lan"), ("r1", "gw"), ("r1", "r2"), ("r2", "plat"), ("r2", "dns"))
+ROUTES = (("lan", "default", "10.99.0.1"), ("gw", "default", "10.99.1.1"), ("r1", "10.99.0.0/24", "10.99.1.2"),
+          ("r1", "10.99.3.0/24", "10.99.2.2"), ("r1", "10.99.4.0/24", "10.99.2.2"), ("r2", "default", "10.99.2.1"),
+          ("plat", "default", "10.99.3.1"), ("dns", "default", "10.99.4.1"))
+
+
+def addresses(host):
+    return tuple(f"10.99.{number}.{pair.index(host) + 1}" for number, pair in enumerate(LINKS) if host in pair)
 
 
 class OperatorNetwork:
@@ -58,97 +75,62 @@ class OperatorNetwork:
     The platform's port is 80, its names resolve through a real name server, and the trace has real hops.
     """
 
-    described = "an operator network: LAN client, gateway, two routers, platform host, name server"
+    kind = "namespaces"
     has_names = True
     platform_port = 80
     local_port = 17999
     platform_address = "10.99.3.2"
-    dead_address = "10.99.3.9"
+    dead_address = "10.99.3.1"  # the router before it refuses
     gateway_address = "10.99.0.1"
     agent_environment: dict = {}
+    hosts = tuple((name, title, addresses(name)) for name, title in TITLES.items())
+    links = (("lan", "gw"), ("gw", "r1"), *LINKS[2:])  # away from the client
 
-    def __init__(self):
-        self.tag = f"nuvek{os.getpid()}"
-        self.folder = tempfile.TemporaryDirectory(prefix="nuvek-net-")
+    def __init__(self, folder):
+        self.described = "an operator network: LAN client, gateway, two routers, platform host, name server"
+        if os.geteuid() != 0:
+            self.described += " (in a user namespace)"
         self.name_server = None
-        try:
-            self.build()
-        except (OSError, subprocess.CalledProcessError):
-            self.close()
-            raise
+        enter_private_mounts()
+        self.namespaces = Hosts(folder / "net", TITLES)
+        self.inside = self.namespaces.inside
+        resolve_by(folder, "nameserver 10.99.4.2\noptions timeout:1 attempts:1\n")
+        self.build(folder)
 
-    def namespace(self, host):
-        return f"{self.tag}-{host}"
-
-    def inside(self, host):
-        return [IP, "netns", "exec", self.namespace(host)]
-
-    def ip(self, host, *words):
-        run([IP, "-netns", self.namespace(host), *words])
-
-    def build(self):
-        for host in HOSTS:
-            run([IP, "netns", "add", self.namespace(host)])
-            resolver = pathlib.Path("/etc/netns") / self.namespace(host)
-            resolver.mkdir(parents=True)
-            (resolver / "resolv.conf").write_text("nameserver 10.99.4.2\noptions timeout:1 attempts:1\n")
-            self.ip(host, "link", "set", "lo", "up")
+    def build(self, folder):
+        for name in TITLES:
+            self.namespaces.ip(name, "link", "set", "lo", "up")
         for number, (first, second) in enumerate(LINKS):
-            self.link(number, first, second)
-        for host in ("gw", "r1", "r2"):
-            run([*self.inside(host), "sysctl", "-q", "-w", "net.ipv4.ip_forward=1"])
+            self.namespaces.link(first, second, f"10.99.{number}.1/24", f"10.99.{number}.2/24")
+        for name in ("gw", "r1", "r2"):
+            self.namespaces.set_kernel(name, "ip_forward", 1)
             # A trace with three probes a hop must not meet the kernel's limit on ICMP answers.
-            run([*self.inside(host), "sysctl", "-q", "-w", "net.ipv4.icmp_ratelimit=0"])
-        self.route("lan", "default", "10.99.0.1")
-        self.route("gw", "default", "10.99.1.1")
-        self.route("r1", "10.99.0.0/24", "10.99.1.2")
-        self.route("r1", "10.99.3.0/24", "10.99.2.2")
-        self.route("r1", "10.99.4.0/24", "10.99.2.2")
-        self.route("r2", "default", "10.99.2.1")
-        self.route("plat", "default", "10.99.3.1")
-        self.route("dns", "default", "10.99.4.1")
-        self.start_name_server()
+            self.namespaces.set_kernel(name, "icmp_ratelimit", 0)
+        for name, destination, by in ROUTES:
+            self.namespaces.ip(name, "route", "add", destination, "via", by)
+        self.start_name_server(folder)
+        wait_for("the name server", lambda: is_listening(self.name_server.pid, "udp", 53), 5)
 
-    def link(self, number, first, second):
-        near, far = f"to-{second}", f"to-{first}"
-        self.ip(first, "link", "add", near, "type", "veth", "peer", "name", far, "netns", self.namespace(second))
-        for host, device, last in ((first, near, 1), (second, far, 2)):
-            self.ip(host, "address", "add", f"10.99.{number}.{last}/24", "dev", device)
-            self.ip(host, "link", "set", device, "up")
-
-    def route(self, host, destination, gateway):
-        self.ip(host, "route", "add", destination, "via", gateway)
-
-    def start_name_server(self):
+    def start_name_server(self, folder):
         records = [f"--host-record={name},{self.platform_address}" for name in (*PLATFORM_NAMES, TRACE_NAME)]
         records += ["--host-record=edge.test,10.99.1.1", "--host-record=core.test,10.99.2.2"]
-        self.name_server = subprocess.Popen(
-            [*self.inside("dns"), "dnsmasq", "--keep-in-foreground", "--no-resolv", "--no-hosts", "--conf-file=/dev/null",
-             "--user=root", f"--pid-file={self.folder.name}/dnsmasq.pid", *records],
+        # In its debug mode it changes no user, which the root of a user namespace could not do.
+        self.name_server = start(
+            [*self.inside("dns"), shutil.which("dnsmasq") or "/usr/sbin/dnsmasq", "--no-daemon", "--no-resolv", "--no-hosts",
+             "--conf-file=/dev/null", f"--pid-file={folder}/dnsmasq.pid", *records],
             stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
     def close(self):
+        """The namespaces themselves go with the last process in them."""
         if self.name_server is not None:
-            self.name_server.terminate()
-            self.name_server.wait()
-        for host in HOSTS:
-            subprocess.run([IP, "netns", "del", self.namespace(host)], check=False, stderr=subprocess.DEVNULL)
-            resolver = pathlib.Path("/etc/netns") / self.namespace(host)
-            (resolver / "resolv.conf").unlink(missing_ok=True)
-            if resolver.is_dir():
-                resolver.rmdir()
-        self.folder.cleanup()
+            end_group(self.name_server)
 
 
-def run(command):
-    subprocess.run(command, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
-
-
-def build_network(loopback_only):
-    if loopback_only or os.geteuid() != 0:
+def build_network(loopback_only, folder):
+    if loopback_only:
         return Loopback()
     try:
-        return OperatorNetwork()
+        return OperatorNetwork(folder)
     except (OSError, subprocess.CalledProcessError) as error:
         reason = (getattr(error, "stderr", None) or str(error)).strip()
         tell(f"this machine allows no network namespaces ({reason})")

@@ -1,21 +1,25 @@
 """The desk's platform server as the story sees it: started with a scenario, followed through its journal."""
 import json
-import signal
-import subprocess
+import time
 
+from desk.story.clock import PROJECT
 from desk.story.console import StoryFailed
-from desk.story.gateway import BIN, PROJECT
+from desk.story.gateway import BIN
+from desk.story.processes import end_group, start
 
 SCENARIOS = PROJECT / "desk" / "platform_server" / "scenarios"
 
 
 class Platform:
-    def __init__(self, folder, network, scenario):
+    def __init__(self, folder, network, scenario, console=()):
+        """`console`: further options of the server, and the descriptor that they name."""
         self.journal_path = folder / "exchanges.jsonl"
         self.time_line_path = folder / "platform.log"
         self.port_path = folder / "platform.port"
         self.network = network
-        self.scenario = SCENARIOS / scenario
+        self.scenario = SCENARIOS / scenario  # a path of its own stays one
+        self.console_options, self.console_descriptors = console or ((), ())
+        self.since_s = time.time()
         self.process = None
         self.status = None
 
@@ -23,9 +27,14 @@ class Platform:
         self.port_path.unlink(missing_ok=True)
         command = [*self.network.inside("plat"), BIN / "nuvek-platform",
                    "--address", self.network.platform_address, "--port", str(self.network.platform_port),
-                   "--port-file", self.port_path, "--scenario", self.scenario, "--journal", self.journal_path]
+                   "--port-file", self.port_path, "--scenario", self.scenario, "--journal", self.journal_path,
+                   *self.console_options]
         with self.time_line_path.open("a") as time_line:
-            self.process = subprocess.Popen(command, stdout=time_line, stderr=time_line)
+            self.process = start(command, stdout=time_line, stderr=time_line, pass_fds=self.console_descriptors)
+        self.since_s = time.time()
+
+    def is_alive(self):
+        return self.process is not None and self.process.poll() is None
 
     def is_up(self):
         if self.process.poll() is not None:
@@ -35,8 +44,7 @@ class Platform:
     def stop(self):
         if self.process is None:
             return None
-        self.process.send_signal(signal.SIGTERM)
-        self.status = self.process.wait(timeout=5)
+        self.status = end_group(self.process)
         self.process = None
         return self.status
 

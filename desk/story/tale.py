@@ -25,9 +25,9 @@ def start_agent(gateway):
     wait_for("its location port to listen", gateway.accepts_locations, 5)
 
 
-def show_closed_gate(platform):
+def show_closed_gate(gateway, platform):
     step("The clock is not synchronised yet: the gate is closed")
-    time.sleep(GATE_WATCH_S)  # nothing to see is what is to be seen
+    time.sleep(gateway.clock.scaled(GATE_WATCH_S))  # nothing to see is what is to be seen
     check(f"messages within {GATE_WATCH_S} s", 0, len(platform.exchanges()))
 
 
@@ -112,13 +112,17 @@ def expected_counters(platform):
     }
 
 
-def play(network, gateway, platform):
+def name_platform(network, gateway):
     if not network.has_names:
         gateway.set("nuvek_Server", "PlatDomain1", network.platform_address)
         gateway.tcapi("save")
+
+
+def play(network, gateway, platform):
+    name_platform(network, gateway)
     start_platform(platform)
     start_agent(gateway)
-    show_closed_gate(platform)
+    show_closed_gate(gateway, platform)
     post_location(gateway)
     register(gateway, platform)
     answer_gets(platform)

@@ -27,15 +27,16 @@ def test_its_relocated_data_is_read_only_once_it_runs():
 
 
 def test_no_segment_is_writable_and_executable():
-    segments = re.findall(r"^\s+(LOAD|GNU_STACK)\s.*\s(R?\s?W?\s?E?)\s+0x\w+$", readelf("-l"), re.MULTILINE)
+    segments = re.findall(r"^\s+(LOAD|GNU_STACK)\s.*\s(R?\s?W?\s?E?)\s+0(?:x\w+)?$", readelf("-l"), re.MULTILINE)
     assert {kind for kind, _ in segments} == {"LOAD", "GNU_STACK"}
     assert not [flags for _, flags in segments if "W" in flags and "E" in flags]
 
 
 def test_stack_buffers_are_guarded_and_library_calls_are_checked():
     for file in (AGENT, MJSON):
-        assert "__stack_chk_fail" in imports(file)
-    assert {"__snprintf_chk", "__vsnprintf_chk"} <= imports()
+        assert re.search(r" __stack_chk_fail\b", readelf("--syms", file))  # of the C library or linked in
+    if "libc.so.6" in readelf("-d"):  # other C libraries have no calls that check
+        assert {"__snprintf_chk", "__vsnprintf_chk"} <= imports()
 
 
 def test_no_call_that_cannot_be_bounded_is_used():

@@ -9,6 +9,7 @@ import time
 import pytest
 
 sys.path.insert(0, os.path.dirname(__file__))
+import console_client  # noqa: E402
 import gateway  # noqa: E402
 
 WAIT_S = 10
@@ -23,21 +24,28 @@ def program():
 class Platform:
     stopped = False
 
-    def __init__(self, folder, scenario=None, *options, shell_prefix=()):
+    def __init__(self, folder, scenario=None, *options, shell_prefix=(), console=False, pass_fds=(), path=None):
         self.journal_file = folder / "journal"
         port_file = folder / "port"
-        command = [*shell_prefix, program(), "--address", "127.0.0.1", "--port", "0"]
-        command += ["--port-file", str(port_file), "--journal", str(self.journal_file), *options]
+        console_port_file = folder / "console-port"
+        command = [*shell_prefix, path or program(), "--port", "0", "--port-file", str(port_file), *options]
+        if "--journal" not in options:
+            command += ["--journal", str(self.journal_file)]
         if scenario is not None:
             (folder / "scenario.yaml").write_text(scenario)
             command += ["--scenario", str(folder / "scenario.yaml")]
+        if console:
+            command += ["--console", console if isinstance(console, str) else "0"]
+            command += ["--console-port-file", str(console_port_file)]
         # Into files: a pipe that nobody reads would stop the platform when it is full.
         self.out, self.err = folder / "out", folder / "err"
         with self.out.open("w") as out, self.err.open("w") as err:
-            self.process = subprocess.Popen(command, stdout=out, stderr=err)
-        wait_for(lambda: port_file.exists() or self.process.poll() is not None, "the port file")
-        assert port_file.exists(), self.err.read_text()
+            self.process = subprocess.Popen(command, stdout=out, stderr=err, pass_fds=pass_fds)
+        last = console_port_file if console else port_file
+        wait_for(lambda: last.exists() or self.process.poll() is not None, "the port file")
+        assert last.exists(), self.err.read_text()
         self.port = int(port_file.read_text())
+        self.console = console_client.Console(int(console_port_file.read_text())) if console else None
 
     def connect(self, **kw):
         return gateway.Connection(self.port, **kw)
@@ -45,6 +53,12 @@ class Platform:
     def ask(self, text):
         with self.connect() as connection:
             return connection.ask(text)
+
+    def ask_raw(self, text):
+        """Sends one message; gives the first bytes that come back, whatever they are."""
+        with self.connect() as connection:
+            connection.send(gateway.request(text))
+            return connection.block()
 
     def findings_of(self, text):
         """Sends a bad message: it must be refused with 400, and the reason in the answer be the one in the journal."""
@@ -98,3 +112,16 @@ def start(tmp_path):
 @pytest.fixture
 def platform(start):
     return start()
+
+
+@pytest.fixture
+def watched(start):
+    """A platform with a console."""
+    return start(console=True)
+
+
+@pytest.fixture
+def desk(tmp_path):
+    running = console_client.Desk(tmp_path / "desk.socket")
+    yield running
+    running.close()

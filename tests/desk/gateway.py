@@ -41,10 +41,10 @@ def inform0(identifier="12345678", info=DEVICE_INFO, uuid=UUID):
     return body('{"RPCMethod":"Inform0","ID":%s,"ObjectPath":"NUVEK.DeviceInfo","Params":%s}' % (identifier, params), uuid)
 
 
-def result(path, inner, identifier="23456789", status="0"):
+def result(path, inner, identifier="23456789", status="0", uuid=UUID):
     return body(
         '{"RPCMethod":"Result","ID":%s,"TaskStatus":%s,"ObjectPath":"NUVEK.%s","Params":{"NUVEK":{"%sResult":{%s}}}}'
-        % (identifier, status, path, path, inner)
+        % (identifier, status, path, path, inner), uuid
     )
 
 
@@ -53,15 +53,15 @@ def site_speed(identifier="23456789", table="1.5,2.25", error='"null"', **kw):
     return result("SiteSpeed", inner, identifier, **kw)
 
 
-def trace_route(rows='["10.0.0.1", 1.2, "10.0.0.1", "null"],["*", "null", "*", "null", "*", "null"]', identifier="34567890"):
+def trace_route(rows='["10.0.0.1", 1.2, "10.0.0.1", "null"],["*", "null", "*", "null", "*", "null"]', identifier="34567890", uuid=UUID):
     inner = '"DestIP":"10.9.9.9","MaxTTL":30,"Method":"icmp","PathTable":[%s],"Error":"null"' % rows
-    return result("TraceRoute", inner, identifier)
+    return result("TraceRoute", inner, identifier, uuid=uuid)
 
 
-def get_response(path, identifier, package=None, code=None):
+def get_response(path, identifier, package=None, code=None, uuid=UUID):
     package = PACKAGES.get(path, "{}") if package is None else package
     code = (0 if path in PACKAGES else -1) if code is None else code
-    return body('{"RPCMethod":"GetResponse","ID":%d,"ObjectPath":"%s","Code":%d,"Result":%s}' % (identifier, path, code, package))
+    return body('{"RPCMethod":"GetResponse","ID":%d,"ObjectPath":"%s","Code":%d,"Result":%s}' % (identifier, path, code, package), uuid)
 
 
 def request(text, host="127.0.0.1", length=None):

@@ -1,5 +1,8 @@
 """Connections: many, slow, half, wild. None may stop the server or hold up the others."""
+import concurrent.futures
+import contextlib
 import resource
+import socket
 import time
 
 import pytest
@@ -166,3 +169,75 @@ def test_running_out_of_descriptors_passes(start):
     Answer(connections[-1].block())
     connections[-1].socket.close()
     assert platform.stop()[0] == 0
+
+
+def never_read(port):
+    """Asks and asks and never reads, until the platform lets go."""
+    with socket.socket() as client:
+        # A small segment and window, so that little fits on the way.
+        client.setsockopt(socket.IPPROTO_TCP, socket.TCP_MAXSEG, 536)
+        client.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 2048)
+        client.settimeout(8)
+        client.connect(("127.0.0.1", port))
+        while True:
+            client.sendall(request(inform0()) * 50)
+
+
+def test_clients_that_never_read_are_let_go(start):
+    platform = start("write_ms: 300")
+    with concurrent.futures.ThreadPoolExecutor(20) as threads:
+        ends = [threads.submit(never_read, platform.port) for _ in range(20)]
+        assert all(isinstance(end.exception(), (ConnectionResetError, BrokenPipeError)) for end in ends)
+    assert platform.out.read_text().count("answer not taken within 300 ms") == 20
+    platform.ask(inform0())
+
+
+def test_client_that_does_not_read_its_download_is_let_go(start):
+    platform = start("SpeedTest: {bytes: 1000000000}\nwrite_ms: 300")
+    with platform.connect() as connection:
+        connection.send(b"GET /speedtest/x HTTP/1.1\r\nHost: x\r\n\r\n")
+        assert platform.journal(at_least=1)[0]["outcome"].endswith("then the client left")
+
+
+def memory_kb(platform):
+    text = open("/proc/%d/smaps_rollup" % platform.process.pid).read()
+    return int(text.split("Private_Dirty:")[1].split()[0])
+
+
+def test_idle_connections_keep_nothing_of_their_requests(platform):
+    big = request(inform0(info="x" * 12_000))
+    with contextlib.ExitStack() as stack:
+        connections = [stack.enter_context(platform.connect()) for _ in range(200)]
+        before = memory_kb(platform)
+        for connection in connections:
+            connection.send(big)
+            connection.block()
+        # Request, copy and answer of each would be 5 MB.
+        assert memory_kb(platform) - before < 2500
+
+
+def test_listens_on_loopback_unless_told_otherwise(start):
+    platform = start()
+    with pytest.raises(ConnectionRefusedError):
+        Connection(platform.port, host="127.0.0.2")
+    everywhere = start(None, "--address", "0.0.0.0")
+    Connection(everywhere.port, host="127.0.0.2").socket.close()
+
+
+def test_gets_that_a_connection_leaves_open_are_bounded(start):
+    platform = start("Report: {gets: [[A, B, C, D, E, F, G, H]]}")
+    with platform.connect() as connection:
+        for _ in range(10):
+            connection.ask(report())
+        line = platform.journal(at_least=11)[9]
+        assert line["kind"] == "GetResponse" and len(line["verdict"]) == 72
+
+
+def test_a_gateway_costs_less_than_two_kilobytes(start):
+    platform = start("Report: {}")
+    with platform.connect() as connection:
+        connection.ask(report())
+        before = memory_kb(platform)
+        for number in range(3000):
+            connection.ask(report(uuid="%08x" % number + UUID[8:]))
+        assert memory_kb(platform) - before < 6000

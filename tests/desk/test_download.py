@@ -65,7 +65,7 @@ def test_speed_limit_is_kept(start):
 
 
 def test_clients_that_do_not_read_hold_up_nobody(start):
-    platform = start("SpeedTest: {bytes: 10000000000}")
+    platform = start("SpeedTest: {bytes: 10000000000}\nwrite_ms: 20000")
     idle = [platform.connect() for _ in range(20)]
     for connection in idle:
         connection.send(GET)
@@ -77,8 +77,52 @@ def test_clients_that_do_not_read_hold_up_nobody(start):
     assert pages * 4096 < 50_000_000, "the body is streamed, not held"
     for connection in idle:
         connection.socket.close()
-    lines = platform.journal(at_least=21)
-    assert sum("then the client left" in line["outcome"] for line in lines) == 20
+    assert platform.journal(at_least=2)[1]["outcome"].endswith(" in 20 downloads, the client left 20 of them")
+
+
+def test_speed_test_is_told_as_one_exchange(start):
+    platform = start("SpeedTest: {bytes: 1000}")
+    with platform.connect() as connection:
+        for _ in range(500):
+            connection.send(GET)
+            _, have = read_head(connection)
+            read_body(connection, 1000, have)
+    (line,) = platform.journal(at_least=1)
+    assert line["outcome"] == "500000 bytes in 500 downloads" and line["request"].encode() == GET
+    _, out, _ = platform.stop()
+    assert out.count("/speedtest/") == 1 and "SpeedTest 1," in out
+
+
+def test_two_speed_tests_are_two_exchanges(start):
+    platform = start("SpeedTest: {bytes: 1000}")
+    with platform.connect() as connection:
+        for path in (b"a", b"b", b"a"):
+            connection.send(b"GET /speedtest/%s HTTP/1.1\r\nHost: x\r\n\r\n" % path)
+            _, have = read_head(connection)
+            read_body(connection, 1000, have)
+    assert sorted((line["path"], line["outcome"]) for line in platform.journal(at_least=2)) == [
+        ("/speedtest/a", "2000 bytes in 2 downloads"), ("/speedtest/b", "1000 bytes")]
+
+
+def test_speed_test_that_goes_on_is_told_at_the_end(start):
+    platform = start("SpeedTest: {bytes: 1000}")
+    with platform.connect() as connection:
+        connection.send(GET)
+        _, have = read_head(connection)
+        read_body(connection, 1000, have)
+        platform.ask(inform0())
+        _, out, _ = platform.stop()
+    assert "-> 1000 bytes\n" in out and "SpeedTest 1," in out
+
+
+def test_download_has_a_highest_speed_without_a_scenario(platform):
+    begin = time.monotonic()
+    with platform.connect() as connection:
+        for _ in range(5):
+            connection.send(GET)
+            _, have = read_head(connection)
+            read_body(connection, 8000000, have)
+    assert time.monotonic() - begin > 0.3  # 40 MB at 1,000 Mbit/s
 
 
 @pytest.mark.parametrize("fault, code", [("not_found", b"404"), ("server_error", b"500"), ("oversize", b""), ("close", b"")])

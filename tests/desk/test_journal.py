@@ -5,7 +5,7 @@ import subprocess
 
 import pytest
 from conftest import program
-from gateway import UUID, Connection, get_response, inform0, report, request, site_speed
+from gateway import UUID, get_response, inform0, report, request, site_speed
 
 
 def test_journal_holds_the_whole_exchange(platform):
@@ -60,14 +60,24 @@ def test_file_that_cannot_be_written_is_refused(tmp_path, option):
     assert done.returncode == 1 and "cannot write" in done.stderr
 
 
-def test_full_disk_ends_the_platform_with_a_message():
-    process = subprocess.Popen([program(), "--address", "127.0.0.1", "--port", "0", "--journal", "/dev/full"],
-                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
-    port = int(process.stdout.readline().split()[-1])
-    with Connection(port) as connection:
-        connection.send(request(inform0()))
-        _, errors = process.communicate(timeout=10)
-    assert process.returncode == 1 and "cannot write the journal /dev/full" in errors
+def test_full_disk_is_reported_once_and_the_platform_goes_on(start):
+    platform = start(None, "--journal", "/dev/full")
+    for _ in range(3):
+        platform.ask(inform0())
+    status, out, errors = platform.stop()
+    assert errors == "nuvek-platform: cannot write the journal /dev/full: No space left on device; it ends here\n"
+    assert status == 1 and "Inform0 3" in out
+
+
+def test_journal_that_fills_up_ends_with_a_whole_line(start, tmp_path):
+    limit = 'trap "" XFSZ; ulimit -f 8; exec "$@"'  # in blocks of 512 bytes for dash, of 1,024 for others
+    platform = start(None, shell_prefix=["sh", "-c", limit, "sh"])
+    for _ in range(20):
+        platform.ask(inform0())
+    text = platform.journal_file.read_text()
+    assert text.endswith("}\n") and 2 <= len(platform.journal()) < 20
+    status, out, errors = platform.stop()
+    assert status == 1 and "Inform0 20" in out and errors.count("cannot write the journal") == 1
 
 
 @pytest.mark.parametrize("with_signal", [signal.SIGTERM, signal.SIGINT])

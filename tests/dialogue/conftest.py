@@ -1,6 +1,7 @@
 import pytest
 
-pytest.register_assert_rewrite("day", "faults", "harness", "peers", "realtime")  # a failed assertion in them is told in full, too
+# A failed assertion in them is told in full, too.
+pytest.register_assert_rewrite("day", "faults", "harness", "peers", "realtime")
 
 from harness import Gateway, stay_on_one_processor
 

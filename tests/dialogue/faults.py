@@ -11,7 +11,7 @@ import time
 import traceback
 
 from day import POST, SPEED, STORE, TRACE, UNMATCHED, WEEK_S, YEAR_S, Day
-from harness import FAULTS, TIMER, Gateway, stay_on_one_processor
+from harness import FAULTS, Gateway, stay_on_one_processor
 from messages import (NOW, PRIMARY, REG_ID, SECONDARY, UUID, answer, device_time, get, inform0, inform0_response, period_report,
                       post, result_response, speed_result, trace_result)
 

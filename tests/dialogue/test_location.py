@@ -3,7 +3,7 @@ import json
 
 import pytest
 
-from messages import DEVICE_STORE, NO_BLOCK, answer, inform0, inform0_response
+from messages import DEVICE_STORE, NO_BLOCK, inform0
 from walk import GROUPS
 
 POST = b'{"Longitude":"116.397128","Latitude":"39.916527","ID":"7"}'

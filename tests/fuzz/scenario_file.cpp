@@ -16,15 +16,23 @@ void check_section(const desk::Section& section) {
   }
 }
 
+// One deed, and the right one.
+void check_rule(const desk::Rule& rule) {
+  const desk::Deed& deed = rule.deed;
+  const bool fault = deed.fault != desk::Fault::kNone;
+  FUZZ_CHECK(int{fault} + int{deed.code.has_value()} + int{!deed.bytes.empty()} == 1);
+  FUZZ_CHECK(rule.first >= 1 && rule.last >= 1 && deed.gap_ms >= 0);
+  FUZZ_CHECK(deed.bytes.size() <= desk::kMaxLiteral_bytes);
+  FUZZ_CHECK(rule.uuid.empty() || desk::is_uuid(rule.uuid));
+  FUZZ_CHECK(!deed.code || (rule.to && desk::has_code(*rule.to)));
+}
+
 void check_scenario(const desk::Scenario& scenario) {
   for (const desk::Section& section : scenario.sections) check_section(section);
   FUZZ_CHECK(!scenario.reg_id.empty() && scenario.reg_id.find_first_of("\"\\[]") == std::string::npos);
   FUZZ_CHECK(scenario.request_ms >= 1 && scenario.idle_ms >= 1);
   FUZZ_CHECK(scenario.download.bytes >= 1 && scenario.download.duration_s >= 0 && scenario.download.mbit_s >= 0);
-  for (const desk::FaultRule& fault : scenario.faults) {
-    FUZZ_CHECK(fault.fault != desk::Fault::kNone);
-    FUZZ_CHECK(fault.first >= 1 && fault.last >= 1 && fault.gap_ms >= 0);
-  }
+  for (const desk::Rule& rule : scenario.rules) check_rule(rule);
 }
 
 }  // namespace

@@ -1,10 +1,8 @@
 // Stands in for the calls on files that are no sockets: each does what it always does, unless the walk is at it.
-#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdarg>
 #include <cstdio>
 
 #include "walk.h"
@@ -14,20 +12,6 @@ using walk::fails_with_errno;
 using walk::kFiles;
 
 extern "C" {
-
-int open(const char* path, int flags, ...) {
-  static const auto real = world::behind(&open, "open");
-  va_list arguments;
-  va_start(arguments, flags);
-  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
-  va_end(arguments);
-  return fails_with_errno(kFiles, "open", {EACCES, EMFILE, ENFILE, ENOSPC, EROFS, EIO}) ? -1 : real(path, flags, mode);
-}
-
-ssize_t write(int fd, const void* data, size_t size) {
-  static const auto real = world::behind(&write, "write");
-  return fails_with_errno(kFiles, "write", {ENOSPC, EIO, EINTR}) ? -1 : real(fd, data, size);
-}
 
 ssize_t read(int fd, void* data, size_t size) {
   static const auto real = world::behind(&read, "read");

@@ -10,14 +10,20 @@ PROJECT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = os.environ["NUVEK_BUILD"]
 PREFIX = os.environ["NUVEK_PREFIX"].lstrip("/")
 LIBRARIES = os.environ["NUVEK_LIBDIR"] + "/nuvek"
+PAGE = PROJECT / "desk" / "console"
 
 FILES = {
-    "agent": ["lib/systemd/system/nuvek.service", "lib/tmpfiles.d/nuvek.conf", "sbin/nuvek",
-              *(f"share/doc/nuvek/{name}.md" for name in ("CHANGELOG", "README", "porting", "protocol", "store")),
-              "share/man/man5/nuvek-store.5", "share/man/man8/nuvek.8"],
+    "agent": ["lib/systemd/system/nuvek-clock.service", "lib/systemd/system/nuvek.service", "lib/tmpfiles.d/nuvek.conf",
+              "sbin/nuvek", "sbin/nuvek-status", "share/doc/nuvek/CHANGELOG.md", "share/doc/nuvek/LICENSE",
+              "share/doc/nuvek/README.md", *(f"share/doc/nuvek/docs/{path.name}" for path in (PROJECT / "docs").iterdir()),
+              "share/man/man5/nuvek-store.5", "share/man/man8/nuvek-status.8", "share/man/man8/nuvek.8"],
+    "helpers": ["lib/nuvek/helpers/httpSpeed", "lib/nuvek/helpers/traceroute"],
     "standins": ["bin/tcapi", f"{LIBRARIES}/libmjson-1.5.so", f"{LIBRARIES}/libtcapi.so", "share/man/man1/tcapi.1"],
     "development": ["include/nuvek/mjson.h", "include/nuvek/tcapi.h"],
-    "desk": ["bin/nuvek-platform", "share/man/man1/nuvek-platform.1"] if os.environ["NUVEK_WITH_DESK"] == "ON" else [],
+    "desk": ["bin/nuvek-platform", "share/man/man1/nuvek-platform.1",
+             *(f"share/nuvek/scenarios/{path.name}" for path in (PROJECT / "desk/platform_server/scenarios").iterdir()),
+             *(f"share/nuvek/console/{path.relative_to(PAGE)}" for path in PAGE.rglob("*") if path.is_file())]
+    if os.environ["NUVEK_WITH_DESK"] == "ON" else [],
 }
 
 
@@ -67,9 +73,17 @@ def test_manual_pages_bear_this_version_and_nothing_is_left_to_fill_in(tmp_path)
     assert not re.search(r"@[A-Z_]+@", (root / "lib/systemd/system/nuvek.service").read_text())
 
 
+def test_links_of_the_installed_documents_lead_somewhere(tmp_path):
+    root, files = install(tmp_path)
+    pages = [root / name for name in files if name.endswith(".md")]
+    links = [(page, link) for page in pages for link in re.findall(r"\]\(([^)#:]+)\)", page.read_text())]
+    assert len(links) > 10
+    assert not [(page.name, link) for page, link in links if not (page.parent / link).exists()]
+
+
 def test_the_porting_document_lists_the_endpoints_as_the_build_has_them(tmp_path):
     root, _ = install(tmp_path)
     built = re.findall(r'(?m)^  "(NUVEK_\w+)\|(\d+)\|([^|]+)\|', (PROJECT / "cmake" / "endpoints.cmake").read_text())
-    told = re.findall(r"(?m)^\| `(NUVEK_\w+)` \| (\d+) \| `([^`]+)` \|", (root / "share/doc/nuvek/porting.md").read_text())
+    told = re.findall(r"(?m)^\| `(NUVEK_\w+)` \| (\d+) \| `([^`]+)` \|", (root / "share/doc/nuvek/docs/porting.md").read_text())
     assert len(built) == 8
     assert told == built

@@ -1,4 +1,4 @@
-"""The Debian package through its life: installed in a lower version, run, upgraded, removed, installed again, purged.
+"""The Debian packages through their life: installed by apt in a lower version, run, upgraded, removed, installed again, purged.
 
 Runs as root in namespaces of its own (tests/package/run makes them), so the gateway's real ports are free and nothing that is
 mounted or started here outlives the test. The agent runs with the capabilities and the writable folders of its unit, no more.
@@ -21,7 +21,7 @@ ROOT_ENVIRONMENT = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "LC_ALL": "C", "DEB
 WAIT_S = 30
 # What dpkg itself keeps about its work.
 DPKG_OWN = re.compile(r"/var/(lib|cache)/dpkg/.*|/var/log/(dpkg|alternatives)\.log|/var/lib/systemd(/deb-systemd-helper-.*)?|"
-                      r"/var/cache/ldconfig/aux-cache")
+                      r"/var/cache/ldconfig/aux-cache|/var/(lib|cache|log)/apt(/.*)?|/repo(/.*)?|/var/cache/apparmor")
 
 
 def wait_for(what, condition):
@@ -43,6 +43,7 @@ class Root:
         folder.mkdir()
         subprocess.run(["tar", "-C", folder, "-xf", os.environ["NUVEK_CLEAN_ROOT"]], check=True)
         subprocess.run(["mount", "-t", "proc", "proc", folder / "proc"], check=True)
+        self.path("/etc/apt/sources.list").write_text("")
 
     def path(self, absolute):
         return self.folder / str(absolute).lstrip("/")
@@ -53,10 +54,20 @@ class Root:
         assert done.returncode == 0, f"{command}: {done.stdout}{done.stderr}"
         return done.stdout.rstrip("\n")
 
-    def install(self, package):
-        shutil.copy(package, self.path("/package.deb"))
-        self.run("dpkg", "--install", "/package.deb")
-        self.path("/package.deb").unlink()
+    def offer(self, *packages):
+        """Makes these packages the archive that apt knows."""
+        archive = self.path("/repo")
+        shutil.rmtree(archive, ignore_errors=True)
+        archive.mkdir()
+        for package in packages:
+            shutil.copy(package, archive)
+        index = subprocess.run(["dpkg-scanpackages", "--multiversion", "."], cwd=archive, capture_output=True, check=True)
+        (archive / "Packages").write_bytes(index.stdout)
+        self.path("/etc/apt/sources.list").write_text("deb [trusted=yes] file:/repo ./\n")
+        self.run("apt-get", "update", "-q")
+
+    def install(self, name="nuvek"):
+        self.run("apt-get", "install", "-y", "-q", "--no-install-recommends", name)
 
     def tcapi(self, *words):
         return self.run("tcapi", *words)
@@ -150,31 +161,39 @@ def journal(tmp_path):
     server.wait(timeout=5)
 
 
-def package_of_a_lower_version(package, folder):
-    unpacked = folder / "lower"
-    subprocess.run(["dpkg-deb", "--raw-extract", package, unpacked], check=True)
-    control = unpacked / "DEBIAN" / "control"
-    control.write_text(re.sub(r"(?m)^Version: .*", "Version: 0.9.0", control.read_text()))
-    subprocess.run(["dpkg-deb", "--build", "--root-owner-group", unpacked, folder / "lower.deb"], check=True,
-                   capture_output=True)
-    return folder / "lower.deb"
+def in_a_lower_version(packages, folder):
+    """The same packages as version 0.9.0."""
+    folder.mkdir()
+    for package in packages:
+        unpacked = folder / "unpacked"
+        subprocess.run(["dpkg-deb", "--raw-extract", package, unpacked], check=True)
+        control = unpacked / "DEBIAN" / "control"
+        text = re.sub(r"(?m)^Version: .*", "Version: 0.9.0", control.read_text())
+        control.write_text(re.sub(r"nuvek-standins \(= [^)]*\)", "nuvek-standins (= 0.9.0)", text))
+        subprocess.run(["dpkg-deb", "--build", "--root-owner-group", unpacked, folder / package.name], check=True,
+                       capture_output=True)
+        shutil.rmtree(unpacked)
+    return sorted(folder.glob("*.deb"))
 
 
-def test_no_file_of_the_package_names_the_machine_that_built_it(tmp_path):
-    package, = PACKAGES.glob("nuvek_*.deb")
-    subprocess.run(["dpkg-deb", "--raw-extract", package, tmp_path / "all"], check=True)
-    files = [path for path in (tmp_path / "all").rglob("*") if path.is_file()]
-    assert len(files) > 15
+def test_no_file_of_the_packages_names_the_machine_that_built_it(tmp_path):
+    packages = sorted(PACKAGES.glob("nuvek*.deb"))
+    assert [package.name.split("_")[0] for package in packages] == ["nuvek-desk", "nuvek-dev", "nuvek-standins", "nuvek"]
+    for package in packages:
+        subprocess.run(["dpkg-deb", "--raw-extract", package, tmp_path / package.name], check=True)
+    files = [path for path in tmp_path.rglob("*") if path.is_file()]
+    assert len(files) > 30
     assert not [path for path in files if str(PROJECT).encode() in path.read_bytes()]
 
 
 def test_life_of_a_package(root, journal, tmp_path):
-    package, = PACKAGES.glob("nuvek_*.deb")
-    this_version = package.name.split("_")[1]
+    packages = sorted(PACKAGES.glob("nuvek*.deb"))
+    this_version = packages[0].name.split("_")[1]
     log = tmp_path / "agent.log"
     before = root.files()
 
-    root.install(package_of_a_lower_version(package, tmp_path))
+    root.offer(*in_a_lower_version(packages, tmp_path / "lower"))
+    root.install()
     assert root.version() == "0.9.0 installed"
     enabled = root.path("/etc/systemd/system/multi-user.target.wants/nuvek.service")
     assert enabled.is_symlink()
@@ -183,7 +202,9 @@ def test_life_of_a_package(root, journal, tmp_path):
     for words in (("nuvek_Server", "PlatDomain1", "127.0.0.1"), ("Info_eth0.1", "hwaddr", "02:4e:56:45:4b:01")):
         root.tcapi("set", *words)
     root.tcapi("save")
-    root.path("/tmp/timeSync").touch()
+    clock = Unit(root.path(os.readlink(enabled.with_name("nuvek-clock.service"))))
+    assert clock.words("After") == ["time-sync.target"]
+    root.run(*clock.command())
     agent = Agent(root, unit, log)
     assert post_location() == {"Result": 0, "ID": 7}
     wait_for("the registration", lambda: "RegId=NUVEK-1" in root.tcapi("show"))
@@ -192,11 +213,13 @@ def test_life_of_a_package(root, journal, tmp_path):
                         and root.path("/usr/osgi/nuvekKeyInfo").read_text())
     assert f"UUID={uuid}" in key_file
     wait_for("the trace-route", root.path("/tmp/tracenuvek").exists)
+    assert root.run("nuvek-status").startswith("registered       yes\n")
     agent.stop()
     assert [entry["kind"] for entry in journal()].count("Inform0") >= 1
     assert all(entry["verdict"] == "ok" for entry in journal())
 
-    root.install(package)
+    root.offer(*packages)
+    root.install()
     assert root.version() == f"{this_version} installed"
     assert root.tcapi("get", "nuvek_Common", "UUID") == uuid
     assert enabled.is_symlink()
@@ -211,20 +234,31 @@ def test_life_of_a_package(root, journal, tmp_path):
     assert root.version() == f"{this_version} config-files"
     assert not root.path("/usr/sbin/nuvek").exists()
     assert root.path("/var/lib/tcapi/flash").read_bytes() == flash
-    root.install(package)
+    root.install()
     assert root.tcapi("get", "nuvek_Common", "UUID") == uuid
 
-    root.path("/tmp/timeSync").unlink()
-    root.run("dpkg", "--purge", "nuvek")
+    for left in ("timeSync", "tracenuvek", "app_check.pid"):
+        root.path(f"/tmp/{left}").unlink(missing_ok=True)
+    root.run("apt-get", "purge", "-y", "-q", "nuvek", "nuvek-standins")
     assert root.files() == before
 
 
-def test_systemd_finds_no_fault_with_the_unit(root):
+def test_the_desk_and_the_headers_install_and_go(root):
+    before = root.files()
+    root.offer(*PACKAGES.glob("nuvek*.deb"))
+    root.run("dpkg", "--install", "--force-depends", *(f"/repo/{path.name}" for path in PACKAGES.glob("nuvek-de*.deb")))
+    assert root.path("/usr/share/nuvek/scenarios/story.yaml").is_file() and root.path("/usr/include/nuvek/tcapi.h").is_file()
+    root.run("dpkg", "--purge", "nuvek-desk", "nuvek-dev")
+    assert root.files() == before
+
+
+def test_systemd_finds_no_fault_with_the_units(root):
     if shutil.which("systemd-analyze") is None:
         pytest.skip("NOT TESTED: systemd-analyze is not installed")
-    package, = PACKAGES.glob("nuvek_*.deb")
-    root.install(package)
-    unit, = root.path("/usr/lib/systemd/system").glob("nuvek.service")
-    done = subprocess.run(["systemd-analyze", "verify", "--man=no", "--recursive-errors=no", f"--root={root.folder}", unit],
+    root.offer(*PACKAGES.glob("nuvek*.deb"))
+    root.install()
+    units = sorted(root.path("/usr/lib/systemd/system").glob("nuvek*.service"))
+    assert len(units) == 2
+    done = subprocess.run(["systemd-analyze", "verify", "--man=no", "--recursive-errors=no", f"--root={root.folder}", *units],
                           capture_output=True, text=True, check=False)
     assert (done.returncode, done.stdout + done.stderr) == (0, "")

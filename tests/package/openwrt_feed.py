@@ -15,6 +15,8 @@ RULES = """
 INCLUDE_DIR:=$(TOPDIR)/include
 INSTALL_DIR:=install -d -m0755
 INSTALL_BIN:=install -m0755
+INSTALL_DATA:=install -m0644
+INSTALL_CONF:=install -m0600
 """
 PACKAGE = """
 define BuildPackage
@@ -59,17 +61,21 @@ def test_the_feed_builds_and_packs_what_a_gateway_needs(make, tmp_path):
         assert done.returncode == 0, done.stdout + done.stderr
     make("install-nuvek", "install-nuvek-standins")
     image = tmp_path / "image"
-    assert files_of(image / "nuvek") == {"usr/sbin/nuvek", "etc/init.d/nuvek", "etc/hotplug.d/ntp/50-nuvek"}
-    assert (image / "nuvek" / "usr" / "osgi").is_dir()
+    assert files_of(image / "nuvek") == {
+        "usr/sbin/nuvek", "usr/sbin/nuvek-status", "usr/lib/nuvek/helpers/httpSpeed", "usr/lib/nuvek/helpers/traceroute",
+        "etc/init.d/nuvek", "etc/config/nuvek", "etc/hotplug.d/ntp/50-nuvek"}
+    assert (image / "nuvek" / "usr" / "osgi").is_dir() and (image / "nuvek-standins" / "etc/nuvek/store").is_dir()
     assert files_of(image / "nuvek-standins") == {"usr/lib/nuvek/libtcapi.so", "usr/lib/nuvek/libmjson-1.5.so",
                                                   "usr/bin/tcapi"}
 
 
 def test_the_init_script_has_procd_start_the_agent_again_for_ever():
     script = "procd_open_instance() { :; }; procd_close_instance() { :; }; procd_set_param() { echo \"$*\"; }\n"
-    script += f". {FEED}/files/nuvek.init; start_service; echo $USE_PROCD"
+    script += "config_load() { :; }; config_get_bool() { eval \"$1=1\"; }\n"
+    script += f". {FEED}/files/nuvek.init; prepare_store() {{ :; }}; apply_configuration() {{ :; }}; start_service; echo $USE_PROCD"
     lines = subprocess.run(["sh", "-euc", script], check=True, capture_output=True, text=True).stdout.splitlines()
-    assert lines == ["command /usr/sbin/nuvek", "respawn 3600 5 0", "stdout 1", "stderr 1", "1"]
+    assert lines == ["command /usr/sbin/nuvek", "env PATH=/usr/lib/nuvek/helpers:/usr/sbin:/usr/bin:/sbin:/bin",
+                     "respawn 3600 5 0", "stdout 1", "stderr 1", "1"]
 
 
 def test_the_clock_marker_is_made_when_the_clock_is_synchronised_and_not_before(tmp_path):

@@ -234,7 +234,11 @@ int accept(int fd, sockaddr* address, socklen_t* size) {
 int setsockopt(int fd, int level, int option, const void* value, socklen_t size) noexcept {
   static auto* const real_setsockopt = real<int(int, int, int, const void*, socklen_t)>("setsockopt");
   if (g_world != nullptr && world().on_setsockopt) return world().on_setsockopt();
-  return real_setsockopt(fd, level, option, value, size);
+  const int result = real_setsockopt(fd, level, option, value, size);
+  if (g_world != nullptr && result == 0 && level == SOL_SOCKET && option == SO_SNDTIMEO && size == sizeof(timeval)) {
+    world().send_timeouts[fd] = *static_cast<const timeval*>(value);
+  }
+  return result;
 }
 
 int bind(int fd, const sockaddr* address, socklen_t size) noexcept {

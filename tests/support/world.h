@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 #include <sys/select.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 
 #include <cstdint>
 #include <deque>
@@ -62,6 +63,9 @@ struct World {
   std::function<ssize_t(int fd, const void* data, size_t size)> on_send;
   std::function<ssize_t(int fd, void* data, size_t size)> on_recv;
   std::function<int(int nfds, fd_set* read, timeval* timeout)> on_select;
+  // What each descriptor was given and the system took. It is not read back: an emulator may not know the option's
+  // number.
+  std::map<int, timeval> send_timeouts;
   std::vector<int> closed;  // every close() of a descriptor in order
 
   // --- console and files ---------------------------------------------------------------------------------------------

@@ -62,6 +62,30 @@ TEST_F(ClockTest, TheGateOpensOneSecondLater) {
   EXPECT_EQ(nuvek_check_timeSync(), 1);
 }
 
+TEST_F(ClockTest, TheGateIsOpenFromTheSecondThatEndsSignedTimeUntil2106) {
+  mark_synchronised();
+  for (const int64_t second : {2147483647LL, 2147483648LL, 2147483649LL, 3000000000LL, 4294967295LL}) {
+    world().set_clock(second);
+    EXPECT_EQ(nuvek_check_timeSync(), 1) << second;
+  }
+}
+
+TEST_F(ClockTest, AClockBefore1970TellsNoTimeWhereItCanBeToldFromOnePast2038) {
+  mark_synchronised();
+  for (const int64_t second : {-1, -86400, -2147483647}) {
+    world().set_clock(second);
+    EXPECT_EQ(nuvek_check_timeSync(), sizeof(time_t) > sizeof(int32_t) ? 0 : 1) << second;
+  }
+}
+
+TEST_F(ClockTest, InstantsAreInOrderAcrossTheEndOfSignedTime) {
+  EXPECT_TRUE(wall_clock::is_before({INT32_MAX, 999999}, {INT32_MIN, 0}));
+  EXPECT_FALSE(wall_clock::is_before({INT32_MIN, 0}, {INT32_MAX, 999999}));
+  EXPECT_TRUE(wall_clock::is_before({INT32_MIN, 0}, {INT32_MIN, 1}));
+  EXPECT_FALSE(wall_clock::is_before({INT32_MIN, 1}, {INT32_MIN, 1}));
+  EXPECT_TRUE(wall_clock::is_before({0, 0}, {-1, 0}));
+}
+
 TEST_F(ClockTest, TheGateClosesAgainWhenTheMarkerGoes) {
   mark_synchronised();
   ASSERT_EQ(nuvek_check_timeSync(), 1);

@@ -43,36 +43,30 @@ TEST_F(FileTest, APathThatIsTooLongIsCut) {
 }
 
 TEST_F(FileTest, AnOpenFileReadsWhatItHolds) {
-  char buffer[16];
   world().write_file("/var/note", "one line\n");
-  const file::Stream stream = file::open(file::Path("/var/note"), buffer);
-  ASSERT_NE(stream, nullptr);
+  const file::Reader file(file::Path("/var/note"));
+  ASSERT_TRUE(file.is_open());
   char line[32] = "";
-  EXPECT_NE(fgets(line, sizeof line, stream.get()), nullptr);
+  EXPECT_NE(fgets(line, sizeof line, file.stream()), nullptr);
   EXPECT_STREQ(line, "one line\n");
 }
 
-TEST_F(FileTest, AFileThatIsNotThereGivesAnEmptyStream) {
-  char buffer[16];
-  EXPECT_EQ(file::open(file::Path("/var/absent"), buffer), nullptr);
-}
+TEST_F(FileTest, AFileThatIsNotThereIsNotOpen) { EXPECT_FALSE(file::Reader(file::Path("/var/absent")).is_open()); }
 
-TEST_F(FileTest, AStreamClosesItsDescriptor) {
-  char buffer[16];
+TEST_F(FileTest, AReaderClosesItsDescriptor) {
   world().write_file("/var/note", "");
   const size_t before = open_descriptors();
   {
-    const file::Stream stream = file::open(file::Path("/var/note"), buffer);
+    const file::Reader file(file::Path("/var/note"));
     EXPECT_EQ(open_descriptors(), before + 1);
   }
   EXPECT_EQ(open_descriptors(), before);
 }
 
-TEST_F(FileTest, AStreamIsNotInheritedByHelperPrograms) {
-  char buffer[16];
+TEST_F(FileTest, AReaderIsNotInheritedByHelperPrograms) {
   world().write_file("/var/note", "");
-  const file::Stream stream = file::open(file::Path("/var/note"), buffer);
-  EXPECT_EQ(fcntl(fileno(stream.get()), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+  const file::Reader file(file::Path("/var/note"));
+  EXPECT_EQ(fcntl(fileno(file.stream()), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
 }
 
 // --- replacing a file ------------------------------------------------------------------------------------------------

@@ -155,6 +155,14 @@ TEST_F(UuidTest, TheEarliestAndTheLatestTrustedTime) {
   EXPECT_EQ(make(), "13813ff6-6912-11fe-8000-001122334455");
 }
 
+TEST_F(UuidTest, TimeGoesOnPastTheEndOfSignedTime) {
+  world().set_clock(2147483647, 999999);
+  draw(0, 0);
+  EXPECT_EQ(make(), "13813ff6-6912-11fe-8000-001122334455");
+  world().set_clock(2147483648, 0);
+  EXPECT_EQ(make(), "13814000-6912-11fe-8000-001122334455");
+}
+
 TEST_F(UuidTest, UuidsOfOneMicrosecondDifferInTheLastDigitOfTheTime) {
   draw(0x12, 0x34);
   EXPECT_EQ(make(), "04c29680-833b-11ee-9234-001122334455");

@@ -123,11 +123,20 @@ TEST_F(Timer, TheLongestDelayIsAnUnsignedNumberOfMilliseconds) {
   EXPECT_EQ(g_timerList.head->expire_usec, 295000);
 }
 
-TEST_F(Timer, AnExpiryBeyondTheLastSecondWrapsAndComesFirst) {
-  add(1000);
+TEST_F(Timer, AnExpiryBeyondTheLastSignedSecondComesLast) {
   world().set_clock(INT32_MAX);
   add(1000);
   EXPECT_EQ(g_timerList.head->expire_sec, INT32_MIN);
+  world().set_clock(kNow_s);
+  add(1000);
+  EXPECT_THAT(listed_ids(), ElementsAre(2, 1));
+}
+
+TEST_F(Timer, AnExpiryBeyondTheLastSecondWrapsAndComesFirst) {
+  add(1000);
+  world().set_clock(UINT32_MAX);
+  add(1000);
+  EXPECT_EQ(g_timerList.head->expire_sec, 0);
   EXPECT_THAT(listed_ids(), ElementsAre(2, 1));
 }
 

@@ -67,6 +67,46 @@ TEST_F(TimerThread, ATimerWithoutADelayFiresInTheNextTick) {
   EXPECT_THAT(g_fired, ElementsAre(5));
 }
 
+TEST_F(TimerThread, ATimerRunsAcrossTheEndOfSignedTime) {
+  world().set_clock(INT32_MAX - 4);
+  tick();
+  add(1, 5000);
+  for (const int64_t second : {2147483644LL, 2147483647LL}) {
+    world().set_clock(second);
+    tick();
+    EXPECT_THAT(g_fired, IsEmpty()) << second;
+  }
+  world().set_clock(2147483648);
+  tick();
+  EXPECT_THAT(g_fired, ElementsAre(1));
+}
+
+TEST_F(TimerThread, ATimerThatEndsJustAheadOfTheEndOfSignedTimeFiresInTheTickBehindIt) {
+  world().set_clock(INT32_MAX - 4);
+  tick();
+  add(1, 4900);
+  world().set_clock(INT32_MAX, 850000);
+  tick();
+  EXPECT_THAT(g_fired, IsEmpty());
+  world().set_clock(2147483648, 50000);
+  tick();
+  EXPECT_THAT(g_fired, ElementsAre(1));
+}
+
+TEST_F(TimerThread, AClockThatIsSetFromBefore1970LeavesATimerItsTenSeconds) {
+  world().set_clock(-100);
+  tick();
+  add(1, 10000);
+  for (const int64_t second : {kNow_s, kNow_s + 9}) {
+    world().set_clock(second);
+    tick();
+    EXPECT_THAT(g_fired, IsEmpty()) << second;
+  }
+  world().set_clock(kNow_s + 10);
+  tick();
+  EXPECT_THAT(g_fired, ElementsAre(1));
+}
+
 TEST_F(TimerThread, UncarriedMicrosecondsLetATimerFireHalfASecondEarly) {
   world().set_clock(kNow_s, 500000);
   add(1, 999);  // due at second 0, microsecond 1,499,000
