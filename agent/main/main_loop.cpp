@@ -3,6 +3,7 @@
 #include <sys/select.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <initializer_list>
 
 #include "agent/base/clock.h"
@@ -17,6 +18,10 @@
 #include "agent/tasks/schedule.h"
 
 namespace {
+
+// What a turn lasts at least whose wait failed, so that one that fails for ever makes no storm. Shorter than a second,
+// which is more than some systems sleep this way.
+constexpr useconds_t kPause_us = 500000;
 
 // The steps that need to know the time.
 void run_due_steps() {
@@ -60,7 +65,9 @@ void MainLoop::turn() {
     FD_SET(fd, &readable);
     if (fd > largest_fd_) largest_fd_ = fd;
   }
-  if (select(largest_fd_ + 1, &readable, nullptr, nullptr, &timeout) < 1) return;
+  const int ready = select(largest_fd_ + 1, &readable, nullptr, nullptr, &timeout);
+  if (ready == -1 && errno != EINTR) usleep(kPause_us);
+  if (ready < 1) return;
   if (is_ready(listen_fd_, readable)) nuvek_localProcess(listen_fd_);
   if (is_ready(g_connection.descriptor(), readable)) nuvek_serverProcess(g_connection, &g_devinfo, &g_server_Arg);
 }

@@ -18,9 +18,9 @@ namespace {
 
 constexpr int32_t kDefaultCycle_s = 86400;
 
-Stamp g_last_inform(attr::kLastInformTime);
-
 }  // namespace
+
+Stamp g_last_inform(attr::kLastInformTime);
 
 void nuvek_seed_lastInformTime() {
   if (g_lastInformInit != 0 || nuvek_check_timeSync() == 0) return;

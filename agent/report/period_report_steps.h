@@ -2,7 +2,10 @@
 #ifndef NUVEK_AGENT_REPORT_PERIOD_REPORT_STEPS_H
 #define NUVEK_AGENT_REPORT_PERIOD_REPORT_STEPS_H
 
+#include "agent/base/stamp.h"
 #include "agent/report/period_report.h"
+
+extern Stamp g_last_inform;  // the last attempt
 
 // Notes now as the time of the last attempt; it reaches flash with the next save of any room.
 void nuvek_set_lastInformTime();

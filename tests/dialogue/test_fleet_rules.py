@@ -35,6 +35,36 @@ def test_any_answer_ends_turn_and_connection_and_brings_the_next_inform0_at_once
         assert link.agent_closed
 
 
+def test_each_local_client_ends_a_turn_and_brings_an_inform0(gateway):
+    agent = gateway(LOCATED_STORE)
+    agent.primary.up()
+    agent.start()
+    link = agent.primary.accept()
+    link.take()
+    for _ in range(20):
+        with agent.local():
+            pass  # connects, says nothing and leaves
+        agent.turns()
+    assert link.take() == [inform0()] * 20
+
+
+@pytest.mark.parametrize("object, fit, saves", [
+    ('{"RPCMethod":"Inform0Response","ID":1,"RegID":"R","Code":-3}', 16, 1),
+    ('{"RPCMethod":"Inform0Response","RegID":"R"}', 22, 2),  # the shortest, which acknowledges
+])
+def test_each_inform0_response_of_a_block_saves(gateway, object, fit, saves):
+    agent = gateway(LOCATED_STORE)
+    agent.primary.up()
+    agent.start()
+    body = "[%s]" % ",".join(["1"] + [object] * fit)
+    block = ("HTTP/1.1 200 OK\r\nContent-Length: %d\r\n\r\n%s" % (len(body), body)).encode()
+    assert len(block) <= 1024 < len(block) + len(object)
+    agent.primary.accept().answer(block)
+    agent.effects()
+    agent.turns()
+    assert agent.effects().count("save") == fit * saves
+
+
 def test_an_acknowledgement_ends_the_registration(gateway):
     agent = gateway(LOCATED_STORE)
     agent.primary.up()

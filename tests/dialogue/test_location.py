@@ -1,5 +1,10 @@
 """The local location port, from the client's side, and the end of the daemon."""
+import json
+
+import pytest
+
 from messages import DEVICE_STORE, NO_BLOCK, inform0
+from walk import GROUPS
 
 POST = b'{"Longitude":"116.397128","Latitude":"39.916527","ID":"7"}'
 STORED = ["set nuvek_Entry0 Long=116.39713", "set nuvek_Entry0 Lat=39.91653", "set nuvek_Entry0 Altitudes=",
@@ -26,6 +31,39 @@ def test_a_posted_location_is_stored_locked_and_registered(gateway):
     assert agent.primary.accept().request() == inform0(block=BLOCK)
     assert post(agent, POST) == b'{"Result":-3,"ID":7}'
     assert agent.effects() == []
+
+
+def test_a_post_is_answered_0_though_the_store_takes_nothing(gateway):
+    agent = gateway(DEVICE_STORE)
+    agent.set_word("walk_groups", GROUPS["writes"])
+    agent.set_word("walk_then", 1)
+    agent.set_word("walk_call", 1)
+    agent.start("-v", "1")
+    for _ in range(2):
+        assert post(agent, POST) == b'{"Result":0,"ID":7}'  # and not locked, so it can be posted again
+    assert not any(line.startswith("set ") for line in agent.effects())
+    assert sum("the store refuses" in line for line in agent.log()) == 1
+
+
+@pytest.mark.parametrize("member, text, name, sent", [
+    ("HorizontalError", "n/a", "HorizontalError", b" n/a "),
+    ("Longitude", "1e60", "Long", b" inf "),
+    ("AreaCode", "11\x010101", "AreaCode", b"\"11\x010101\""),
+    ("AreaCode", "Lat", "AreaCode", b'"Lat","GISLockTime":  ,'),  # the quotes behind the name of a number are blanked
+])
+def test_one_post_can_make_the_registration_unreadable_and_the_store_cures_it(gateway, member, text, name, sent):
+    agent = gateway(DEVICE_STORE)
+    agent.primary.up()
+    agent.start()
+    assert post(agent, b'{"%s":"%s","ID":"7"}' % (member.encode(), text.encode())) == b'{"Result":0,"ID":7}'
+    link = agent.primary.accept()
+    request = link.request()
+    assert b'"%s":%s' % (name.encode(), sent) in request
+    with pytest.raises(ValueError):
+        json.loads(request.partition(b"\r\n\r\n")[2], parse_constant=int)
+    agent.edit_store({"nuvek_Entry0 " + name: "0"})  # by the gateway's own software
+    agent.turns()
+    assert json.loads(link.take()[-1].partition(b"\r\n\r\n")[2])
 
 
 def test_the_port_serves_before_the_clock_is_synchronised(gateway):

@@ -12,11 +12,12 @@ from surroundings import build_folder
 
 CHANGES_PER_SAVE = 20
 
+
 class DeskGateway(Gateway):
     """A gateway whose store is the desk's."""
 
-    def __init__(self, folder):
-        super().__init__(folder, {**ACKNOWLEDGED_STORE, "nuvek_Server ReportCycle": "525600"})
+    def __init__(self, folder, store=None):
+        super().__init__(folder, store or {**ACKNOWLEDGED_STORE, "nuvek_Server ReportCycle": "525600"})
         self.folder = self.root / "var/lib/tcapi"
         self.folder.mkdir(parents=True)
         nodes = {}

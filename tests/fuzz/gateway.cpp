@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
@@ -17,6 +18,7 @@
 #include "agent/link/object_path.h"
 #include "agent/tasks/back_off.h"
 #include "agent/tasks/task.h"
+#include "platform/mjson.h"
 #include "platform/tcapi.h"
 #include "tests/fuzz/fuzz.h"
 
@@ -216,7 +218,9 @@ Gateway::~Gateway() {
   g_gateway = nullptr;
 }
 
-void Gateway::erase(const char* node, const char* attr) { g_changes.push_back({node, attr, ""}); }
+void Gateway::erase(const char* node, const char* attr) { put(node, attr, ""); }
+
+void Gateway::put(const char* node, const char* attr, const char* value) { g_changes.push_back({node, attr, value}); }
 
 const Scratch& Gateway::files() const { return root_folder(); }
 
@@ -236,11 +240,47 @@ void Gateway::check_after_messages() const {
   FUZZ_CHECK(keys->size() >= last_line.size() && keys->substr(keys->size() - last_line.size()) == last_line);
 }
 
+bool is_sent_as_number(const std::string& value) {
+  constexpr size_t kLongest = 15;
+  constexpr char kDigits[] = "0123456789";
+  const size_t begin = !value.empty() && value[0] == '-' ? 1 : 0;
+  const size_t whole = std::min(value.find_first_not_of(kDigits, begin), value.size());
+  if (value.empty()) return true;
+  if (value.size() > kLongest || whole == begin || (value[begin] == '0' && whole > begin + 1)) return false;
+  if (whole == value.size()) return true;
+  return value[whole] == '.' && whole + 1 < value.size() &&
+         value.find_first_not_of(kDigits, whole + 1) == std::string::npos;
+}
+
+bool names_a_number(const std::string& value) {
+  for (const char* name : {"Long", "Lat", "Altitudes", "HorizontalError", "VerticalError"}) {
+    if (value.find(name) != std::string::npos) return true;
+  }
+  return false;
+}
+
+bool carries_json(const std::string& request) {
+  constexpr char kLength[] = "\r\nContent-Length: ";
+  const size_t head = request.find("\r\n\r\n");
+  const size_t length = request.find(kLength);
+  FUZZ_CHECK(head != std::string::npos && length < head);
+  const std::string body = request.substr(head + 4);
+  const size_t announced = strtoul(request.c_str() + length + strlen(kLength), nullptr, 10);
+  FUZZ_CHECK(body.size() <= announced);
+  if (body.size() < announced) return true;  // a request that is too long is cut
+  json_value* root = nullptr;
+  const bool is_json = json_parse_document(&root, body.c_str()) == JSON_OK;
+  json_free_value(&root);
+  return is_json;
+}
+
 }  // namespace fuzz
 
 // --- the platform's store and console --------------------------------------------------------------------------------
 
+// Without an Internet connection the agent asks for a node without a name, which no store knows.
 int tcapi_get(const char* node, const char* attr, char* value) {
+  if (node[0] == '\0') return -1;
   FUZZ_CHECK(fuzz::is_name(node) && fuzz::is_name(attr));
   const char* stored = fuzz::stored_value(node, attr);
   if (stored == nullptr) return -1;

@@ -40,6 +40,18 @@ struct StoreWrite {
   std::string value;
 };
 
+// Whether a location's value, empty for its default, is sent as a JSON number: digits, and a point between digits,
+// short enough not to be cut.
+bool is_sent_as_number(const std::string& value);
+
+// Whether a text names one of the numbers: the first such name in a message, wherever it stands, is taken for the
+// number's, and the quotes behind it are blanked.
+bool names_a_number(const std::string& value);
+
+// Whether the request, when it was sent whole, carries JSON; in strings every byte counts, and a backslash with the
+// next.
+bool carries_json(const std::string& request);
+
 // One gateway for one input: registered, with both locations, connected to the platform, both tests waiting for their
 // answers. Its end checks that no descriptor was lost.
 class Gateway {
@@ -55,7 +67,8 @@ class Gateway {
   int saves = 0;
 
   void erase(const char* node, const char* attr);  // makes an attribute's value empty, without taking it down
-  const Scratch& files() const;                    // the site's root folder
+  void put(const char* node, const char* attr, const char* value);  // makes it that, without taking it down
+  const Scratch& files() const;                                     // the site's root folder
 
   // What every message of the platform must leave behind: a device record changed in its two fields alone, writes to
   // no other attributes than the handlers', a key file within its size.

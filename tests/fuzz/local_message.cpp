@@ -1,5 +1,6 @@
 // What a client on the gateway's own network sends to the location port, through receiving, storing and the answer.
-// Each input comes twice: once a location is stored, a second posting must change nothing.
+// Each input comes twice: once a location is stored, a second posting must change nothing. What was accepted is
+// registered: whatever its texts hold, the Inform0 is JSON unless a number is none, or a text names one.
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include "agent/base/text.h"
 #include "agent/json/json_value.h"
 #include "agent/local/local_server_steps.h"
+#include "agent/report/registration_steps.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/gateway.h"
 
@@ -30,6 +32,7 @@ constexpr StoredField kStoredFields[] = {
     {"AreaCode", 16}, {"GISLockTime", 16}, {"GISDigest", 64}, {"GISInterface", 8},
 };
 constexpr size_t kStoredFieldCount = std::size(kStoredFields);
+constexpr size_t kNumberCount = 5;  // the first of them
 
 size_t count_digits(std::string_view text) {
   const auto end = std::find_if(text.begin(), text.end(), [](unsigned char c) { return isdigit(c) == 0; });
@@ -92,6 +95,17 @@ void check_stored(const fuzz::Gateway& gateway, const char* request) {
   FUZZ_CHECK(gateway.commits.size() == 1 && gateway.commits[0] == "nuvek_Entry0" && gateway.saves == 1);
 }
 
+void check_registration(fuzz::Gateway& gateway) {
+  nuvek_first_report(&g_devinfo);
+  const std::string request = gateway.platform.take_received();
+  FUZZ_CHECK(!request.empty());
+  for (size_t k = 0; k < kStoredFieldCount; ++k) {
+    const std::string& value = gateway.writes[k].value;
+    if (fuzz::names_a_number(value) || (k < kNumberCount && !fuzz::is_sent_as_number(value))) return;
+  }
+  FUZZ_CHECK(fuzz::carries_json(request));
+}
+
 // The answer to one client that sends the bytes and then nothing more.
 std::string post(std::string_view bytes) {
   fuzz::Connection client;
@@ -132,6 +146,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   FUZZ_CHECK(is_answer(first, "0"));
   check_stored(gateway, stored_message(bytes).c_str());
+  check_registration(gateway);
   const std::string second = post(bytes);
   FUZZ_CHECK(is_answer(second, "-3"));
   FUZZ_CHECK(gateway.writes.size() == kStoredFieldCount && gateway.saves == 1);

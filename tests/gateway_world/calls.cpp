@@ -18,10 +18,14 @@
 #include "faults.h"
 #include "record.h"
 #include "step.h"
+#include "walk.h"
 #include "world.h"
 #include "year.h"
 
 namespace {
+
+using walk::fails_with_errno;
+using walk::kNetwork;
 
 constexpr size_t kUncounted = 2;
 
@@ -83,6 +87,7 @@ void note_connect(int fd) {
 template <typename Call>
 int accept_and_note(sockaddr* address, socklen_t* size, Call call) {
   if (!world::is_played()) return call(address, size);
+  if (fails_with_errno(kNetwork, "accept", {ECONNABORTED, EMFILE, ENFILE, ENOBUFS, ENOMEM, EINTR, EPERM})) return -1;
   sockaddr_in peer{};
   socklen_t peer_size = sizeof peer;
   const int accepted = pass(faults::accept, [&] { return call(reinterpret_cast<sockaddr*>(&peer), &peer_size); });
@@ -134,13 +139,25 @@ extern "C" {
 
 int socket(int domain, int type, int protocol) noexcept {
   static const auto real = world::behind(&socket, "socket");
+  if (fails_with_errno(kNetwork, "socket", {EMFILE, ENFILE, ENOBUFS, ENOMEM})) return -1;
   return pass(faults::socket, [&] { return real(domain, type, protocol); });
 }
 
 int listen(int fd, int backlog) noexcept {
   static const auto real = world::behind(&listen, "listen");
+  if (fails_with_errno(kNetwork, "listen", {EADDRINUSE})) return -1;
   if (world::is_played()) record_call("listen %d %d", fd, own_port(fd));
   return real(fd, backlog);
+}
+
+int bind(int fd, const sockaddr* address, socklen_t size) noexcept {
+  static const auto real = world::behind(&bind, "bind");
+  return fails_with_errno(kNetwork, "bind", {EADDRINUSE, EACCES}) ? -1 : real(fd, address, size);
+}
+
+int setsockopt(int fd, int level, int option, const void* value, socklen_t size) noexcept {
+  static const auto real = world::behind(&setsockopt, "setsockopt");
+  return fails_with_errno(kNetwork, "setsockopt", {ENOMEM, ENOPROTOOPT}) ? -1 : real(fd, level, option, value, size);
 }
 
 int connect(int fd, const sockaddr* address, socklen_t size) {
@@ -149,6 +166,10 @@ int connect(int fd, const sockaddr* address, socklen_t size) {
     const faults::Aside aside;
     const step::Answer answer = step::stop("connect " + std::to_string(fd) + " " + text_of(address));
     if (answer.is("errno")) return static_cast<int>(fail_with(answer.error()));
+  }
+  if (fails_with_errno(kNetwork, "connect",
+                       {ECONNREFUSED, ENETUNREACH, EHOSTUNREACH, ETIMEDOUT, EINPROGRESS, EINTR, EADDRNOTAVAIL})) {
+    return -1;
   }
   const int result = pass(faults::connect, [&] { return real(fd, address, size); });
   if (result == 0 && world::is_played()) note_connect(fd);
@@ -175,6 +196,7 @@ int select(int count, fd_set* __restrict readable, fd_set* __restrict writable, 
     case world::Kind::step: {
       // The stop first: while a fault is on, the main loop still turns no faster than the test lets it.
       const int result = select_in_step(count, readable, timeout);
+      if (fails_with_errno(walk::kWaits, "select", {EINTR, ENOMEM, EBADF})) return -1;
       return pass(faults::select, [&] { return result; });
     }
     case world::Kind::year:
@@ -201,6 +223,7 @@ ssize_t send(int fd, const void* data, size_t size, int flags) {
   }
   const step::Answer answer = step::pass("send " + std::to_string(fd));
   if (answer.is("errno")) return fail_with(answer.error());
+  if (fails_with_errno(kNetwork, "send", {EPIPE, ECONNRESET, EAGAIN, EINTR, ENOBUFS, ENOMEM, EHOSTUNREACH})) return -1;
   if (answer.is("short")) size = static_cast<size_t>(answer.number());
   const ssize_t sent = pass(faults::send, [&] {
     return wait_in_step("send", fd, [&] { return real(fd, data, size, flags | MSG_DONTWAIT); });
@@ -221,6 +244,7 @@ ssize_t recv(int fd, void* data, size_t size, int flags) {
     if (world::is(world::Kind::year)) year::witness_receive(data, received);
     return received;
   }
+  if (fails_with_errno(kNetwork, "recv", {ECONNRESET, ETIMEDOUT, EHOSTUNREACH, EAGAIN, EINTR, ENOMEM})) return -1;
   const ssize_t received = pass(faults::receive, [&] {
     return wait_in_step("recv", fd, [&] { return real(fd, data, size, flags | MSG_DONTWAIT); });
   });
@@ -240,12 +264,14 @@ int close(int fd) {
     g_connections[index] = false;
     record_call("close %d", fd);
   }
-  return real(fd);
+  const int result = real(fd);
+  return fails_with_errno(walk::kFiles, "close", {EIO, EINTR}) ? -1 : result;
 }
 
 // A file that the agent makes is remembered: on a full disk it is made, and takes nothing.
 int open(const char* path, int flags, ...) {
   static const auto real = world::behind(&open, "open");
+  if (fails_with_errno(walk::kFiles, "open", {EACCES, EMFILE, ENFILE, ENOSPC, EROFS, EIO})) return -1;
   mode_t mode = 0;
   if ((flags & O_CREAT) != 0) {
     va_list arguments;
@@ -267,6 +293,7 @@ int open(const char* path, int flags, ...) {
 
 ssize_t write(int fd, const void* data, size_t size) {
   static const auto real = world::behind(&write, "write");
+  if (fails_with_errno(walk::kFiles, "write", {ENOSPC, EIO, EINTR})) return -1;
   const size_t index = static_cast<size_t>(fd);
   if (fd < 0 || index >= g_new_files.size() || !g_new_files[index]) return real(fd, data, size);
   if (in_step()) step::pass("write " + std::to_string(fd));
@@ -283,6 +310,7 @@ FILE* fopen(const char* __restrict path, const char* __restrict mode) {
     const faults::Aside aside;
     step::pass(std::string("open ") + path);
   }
+  if (fails_with_errno(walk::kFiles, "fopen", {EACCES, EMFILE, ENFILE, ENOMEM, EIO})) return nullptr;
   uint32_t draw = 0;
   if (faults::strikes(faults::open, &draw)) {
     errno = draw % 2 == 0 ? EACCES : EMFILE;

@@ -11,6 +11,7 @@
 #include "faults.h"
 #include "record.h"
 #include "step.h"
+#include "walk.h"
 #include "world.h"
 #include "year.h"
 
@@ -59,7 +60,11 @@ int system(const char* command) {
     record(line);
     if (world::is(world::Kind::step)) answer = step::stop(line);
   }
-  if (faults::strikes(faults::system)) return -1;
+  // No process to be had, no shell in it (status 127), a program that fails.
+  const int error = walk::fails(walk::kPrograms, "system", {EAGAIN, ENOMEM, 127 << 8, 1 << 8});
+  if (error >= 1 << 8) return error;
+  if (error != 0) errno = error;
+  if (error != 0 || faults::strikes(faults::system)) return -1;
   return control::read(control::shell_runs) != 0 && !answer.is("value") ? real(command) : answer.number();
 }
 
@@ -73,6 +78,8 @@ int getaddrinfo(const char* name, const char* service, const struct addrinfo* hi
     const std::string known = address_of(name);
     known.copy(address, sizeof address - 1);
   }
+  const int error = walk::fails(walk::kNetwork, "getaddrinfo", {EAI_AGAIN, EAI_FAIL, EAI_NONAME, EAI_MEMORY});
+  if (error != 0) return error;
   if (faults::strikes(faults::lookup)) return EAI_AGAIN;
   return address[0] == '\0' ? EAI_NONAME : real(address, service, hints, found);
 }

@@ -15,6 +15,7 @@
 #include "platform/tcapi.h"
 #include "record.h"
 #include "step.h"
+#include "walk.h"
 #include "world.h"
 #include "year.h"
 
@@ -95,32 +96,38 @@ extern "C" {
 
 int tcapi_get(const char* node, const char* attr, char* value) {
   static const auto real = world::behind(&tcapi_get, "tcapi_get");
+  if (walk::fails(walk::kStoreReads, "tcapi_get", {-1}) != 0) return -1;
   {
     const faults::Aside aside;
     note("get " + name_of(node, attr));
     if (world::has_store_in_memory()) return get_in_memory(node, attr, value);
   }
+  const faults::Aside aside;  // what the gateway's own library does is not the agent's
   return real(node, attr, value);
 }
 
 int tcapi_set(const char* node, const char* attr, const char* value) {
   static const auto real = world::behind(&tcapi_set, "tcapi_set");
+  if (walk::fails(walk::kStoreWrites, "tcapi_set", {-1}) != 0) return -1;
   {
     const faults::Aside aside;
     note("set " + name_of(node, attr) + "=" + value);
     if (world::has_store_in_memory()) return set_in_memory(node, attr, value);
   }
   if (world::is(world::Kind::year)) year::witness_set(attr);
+  const faults::Aside aside;  // what the gateway's own library does is not the agent's
   return real(node, attr, value);
 }
 
 int tcapi_commit(const char* node) {
   static const auto real = world::behind(&tcapi_commit, "tcapi_commit");
+  if (walk::fails(walk::kStoreWrites, "tcapi_commit", {-1}) != 0) return -1;
   {
     const faults::Aside aside;
     note(std::string("commit ") + node);
     if (world::has_store_in_memory()) return commit_in_memory(node);
   }
+  const faults::Aside aside;
   return real(node);
 }
 
@@ -128,10 +135,11 @@ int tcapi_save(void) {
   static const auto real = world::behind(&tcapi_save, "tcapi_save");
   {
     const faults::Aside aside;
-    note("save");
-    if (world::has_store_in_memory()) return 0;
+    note("save");  // one that fails may have worn the flash all the same: it counts
   }
-  return real();
+  if (walk::fails(walk::kStoreWrites, "tcapi_save", {-1}) != 0) return -1;
+  const faults::Aside aside;
+  return world::has_store_in_memory() ? 0 : real();
 }
 
 int tcdbg_printf(const char* format, ...) {

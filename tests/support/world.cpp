@@ -25,9 +25,10 @@
 #include "agent/base/log.h"
 #include "agent/base/records.h"
 #include "agent/base/store.h"
+#include "agent/base/store_names.h"
 #include "agent/link/object_path.h"
 #include "agent/main/main_loop.h"
-#include "agent/report/period_report.h"
+#include "agent/report/period_report_steps.h"
 #include "agent/report/registration_steps.h"
 #include "agent/tasks/back_off.h"
 #include "agent/tasks/schedule.h"
@@ -63,6 +64,9 @@ void reset_agent() {
   }
   g_cntSaveCount = 0;
   g_lastInformInit = 0;
+  g_last_inform = Stamp(attr::kLastInformTime);
+  task_of_kind(kSpeedTask)->stamp = Stamp(attr::kLastSpeedTime);
+  task_of_kind(kTraceTask)->stamp = Stamp(attr::kLastTraceTime);
   g_defaultReportDone = 0;
   nuvekTask.speedTrigger = nuvekTask.traceTrigger = 0;
   nuvekTask.speedState = nuvekTask.traceState = kTaskIdle;

@@ -47,6 +47,17 @@ TEST_F(StampTest, ATimeThatTheStoreRefusesIsRememberedUntilItTakesOne) {
   EXPECT_EQ(stamp.read(), 7) << "the store is believed again";
 }
 
+TEST_F(StampTest, ATimeThatTheStoreTookAndTellsNoMoreIsRemembered) {
+  Stamp stamp("LastTime");
+  stamp.write(1700000000);
+  world().erase("nuvek_Common", "LastTime");
+  EXPECT_EQ(stamp.read(), 1700000000);
+  EXPECT_TRUE(stamp.is_set());
+  world().put("nuvek_Common", "LastTime", "");
+  EXPECT_EQ(stamp.read(), 0) << "what the store does tell is believed";
+  EXPECT_FALSE(stamp.is_set());
+}
+
 TEST_F(StampTest, AFirstTimeThatIsRefusedCountsAsSet) {
   world().refuse_writes = true;
   Stamp stamp("LastTime");

@@ -52,6 +52,7 @@ class MainLoopTest : public AgentTest {
   std::vector<int> ready;  // descriptors that the next waits report as readable
   std::function<void()> while_waiting;
   int select_result = 0;  // when nothing is ready
+  int select_error = EINTR;
   std::vector<int> accepted_on, received_on;
 
  private:
@@ -64,7 +65,7 @@ class MainLoopTest : public AgentTest {
     timeout->tv_sec = 0;  // as the kernel leaves it
     if (while_waiting) while_waiting();
     if (select_result < 0) {
-      errno = EINTR;
+      errno = select_error;
       return select_result;  // the set is left as it was
     }
     FD_ZERO(read);
@@ -300,6 +301,19 @@ TEST_F(MainLoopTest, AFailedWaitIsATimeOut) {
   EXPECT_THAT(accepted_on, IsEmpty());
   EXPECT_THAT(received_on, IsEmpty());
   EXPECT_EQ(g_server_Arg.fd, 210);
+}
+
+TEST_F(MainLoopTest, AWaitThatFailsButForASignalCostsATurnHalfASecond) {
+  std::vector<unsigned> slept_us;
+  world().on_usleep = [&](unsigned time_us) { slept_us.push_back(time_us); };
+  MainLoop loop(kListening);
+  loop.turn();
+  select_result = -1;
+  loop.turn();
+  EXPECT_THAT(slept_us, IsEmpty());
+  select_error = ENOMEM;
+  loop.turn();
+  EXPECT_THAT(slept_us, ElementsAre(500000));
 }
 
 TEST_F(MainLoopTest, AConnectionThatItsHandlerClosedIsLeftOutOfTheNextWait) {
