@@ -6,20 +6,17 @@
 
 int32_t Stamp::read() const {
   char seconds[16] = "";
-  const bool is_told = store::read(node::kCommon, attribute_, seconds);
-  return is_remembered(is_told) ? written_s_ : text::to_int32(seconds);
+  store::read(node::kCommon, attribute_, seconds);
+  return is_refused_ ? refused_s_ : text::to_int32(seconds);
 }
 
 bool Stamp::is_set() const {
   char seconds[16] = "";
-  const bool is_told = store::read(node::kCommon, attribute_, seconds);
-  return is_remembered(is_told) || seconds[0] != '\0';
+  store::read(node::kCommon, attribute_, seconds);
+  return is_refused_ || seconds[0] != '\0';
 }
 
 void Stamp::write(int32_t now_s) {
   is_refused_ = !store::write_number(node::kCommon, attribute_, now_s);
-  is_written_ = true;
-  written_s_ = now_s;
+  refused_s_ = now_s;
 }
-
-bool Stamp::is_remembered(bool is_told) const { return is_refused_ || (is_written_ && !is_told); }

@@ -5,13 +5,13 @@
 #include <cstdint>
 
 // An attribute of node "nuvek_Common" in seconds since the epoch. A time that the store refuses to take is remembered
-// for the life of the process, until it takes one; one that it took, wherever the store tells none: a store that cannot
-// be written, or read, must not make a cycle fire in every turn. Main thread only.
+// for the life of the process, until it takes one: a store that cannot be written must not make a cycle fire in every
+// turn. Main thread only.
 class Stamp {
  public:
   explicit constexpr Stamp(const char* attribute) : attribute_(attribute) {}
 
-  // Reads the store's text, and returns it as a number, or the time that is remembered; 0 when there is neither.
+  // Reads the store's text, and returns it as a number, or the time that it refused; 0 when there is neither.
   int32_t read() const;
 
   // The same, but whether there is a text at all, be it no number.
@@ -21,11 +21,8 @@ class Stamp {
   void write(int32_t now_s);
 
  private:
-  bool is_remembered(bool is_told) const;  // whether the store told a text
-
   const char* attribute_;
-  int32_t written_s_ = 0;
-  bool is_written_ = false;
+  int32_t refused_s_ = 0;
   bool is_refused_ = false;
 };
 

@@ -19,9 +19,10 @@
 
 namespace {
 
-// What a turn lasts at least whose wait failed, so that one that fails for ever makes no storm. Shorter than a second,
-// which is more than some systems sleep this way.
+// What a turn lasts at least once the wait has failed for a while, so that one that fails for ever makes no storm.
+// Shorter than a second, which is more than some systems sleep this way.
 constexpr useconds_t kPause_us = 500000;
+constexpr int kFailuresWithoutPause = 3;
 
 // The steps that need to know the time.
 void run_due_steps() {
@@ -66,7 +67,8 @@ void MainLoop::turn() {
     if (fd > largest_fd_) largest_fd_ = fd;
   }
   const int ready = select(largest_fd_ + 1, &readable, nullptr, nullptr, &timeout);
-  if (ready == -1 && errno != EINTR) usleep(kPause_us);
+  failed_waits_ = ready == -1 && errno != EINTR ? failed_waits_ + 1 : 0;
+  if (failed_waits_ > kFailuresWithoutPause) usleep(kPause_us);
   if (ready < 1) return;
   if (is_ready(listen_fd_, readable)) nuvek_localProcess(listen_fd_);
   if (is_ready(g_connection.descriptor(), readable)) nuvek_serverProcess(g_connection, &g_devinfo, &g_server_Arg);

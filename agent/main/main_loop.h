@@ -12,7 +12,8 @@ class MainLoop {
 
  private:
   int listen_fd_;
-  int largest_fd_ = -1;  // only grows
+  int largest_fd_ = -1;   // only grows
+  int failed_waits_ = 0;  // one after the other
 };
 
 #endif

@@ -303,7 +303,7 @@ TEST_F(MainLoopTest, AFailedWaitIsATimeOut) {
   EXPECT_EQ(g_server_Arg.fd, 210);
 }
 
-TEST_F(MainLoopTest, AWaitThatFailsButForASignalCostsATurnHalfASecond) {
+TEST_F(MainLoopTest, AWaitThatKeepsFailingButForASignalCostsATurnHalfASecond) {
   std::vector<unsigned> slept_us;
   world().on_usleep = [&](unsigned time_us) { slept_us.push_back(time_us); };
   MainLoop loop(kListening);
@@ -311,9 +311,18 @@ TEST_F(MainLoopTest, AWaitThatFailsButForASignalCostsATurnHalfASecond) {
   select_result = -1;
   loop.turn();
   EXPECT_THAT(slept_us, IsEmpty());
+  for (int k = 0; k < 5; ++k) loop.turn();
+  EXPECT_THAT(slept_us, IsEmpty()) << "signals";
   select_error = ENOMEM;
+  for (int k = 0; k < 3; ++k) loop.turn();
+  EXPECT_THAT(slept_us, IsEmpty());
   loop.turn();
   EXPECT_THAT(slept_us, ElementsAre(500000));
+  select_result = 0;
+  loop.turn();
+  select_result = -1;
+  loop.turn();
+  EXPECT_THAT(slept_us, ElementsAre(500000)) << "a wait in between begins anew";
 }
 
 TEST_F(MainLoopTest, AConnectionThatItsHandlerClosedIsLeftOutOfTheNextWait) {
