@@ -25,7 +25,7 @@ bool Store::refresh() {
 bool Store::is_current() const { return is_loaded_ && generation_.read() == loaded_generation_; }
 
 Place Store::find(std::string_view node, std::string_view attr) const {
-  return tcapi_store::find(text(), nodes_, node, attr);
+  return tcapi_store::find(text(), index_, node, attr);
 }
 
 bool Store::change(const char* node, const char* attr, const char* value) {
@@ -97,7 +97,7 @@ bool Store::load(const LockedFolder& folder) {
     if (!make_live(folder)) return false;
     level = read(folder, kLevelFile, loading_);
   }
-  if (level != Reading::kSound || !index_nodes()) return false;
+  if (level != Reading::kSound || !make_index()) return false;
   loading_.settle();
   const uint32_t generation = generation_.read();
   const bool writer_died = generation % 2 != 0;
@@ -126,18 +126,18 @@ bool Store::make_live(const LockedFolder& folder) {
   return false;
 }
 
-bool Store::index_nodes() {
-  const size_t room = room_for_nodes(text());
-  if (room > nodes_.room) {
-    auto* const slots = static_cast<uint32_t*>(realloc(nodes_.slots, room * sizeof *nodes_.slots));
+bool Store::make_index() {
+  const size_t room = room_for_index(text());
+  if (room > index_.room) {
+    auto* const slots = static_cast<Slot*>(realloc(index_.slots, room * sizeof *index_.slots));
     if (slots == nullptr) {
       loading_.say("%s: the store cannot be loaded: %s", folder_path(), strerror(ENOMEM));
       return false;
     }
-    nodes_.slots = slots;
-    nodes_.room = room;
+    index_.slots = slots;
+    index_.room = room;
   }
-  tcapi_store::index_nodes(text(), nodes_);
+  fill_index(text(), index_);
   return true;
 }
 

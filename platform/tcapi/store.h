@@ -40,7 +40,7 @@ class Store {
   bool load(const LockedFolder& folder);
   bool load_if_changed(const LockedFolder& folder);
   bool make_live(const LockedFolder& folder);
-  bool index_nodes();
+  bool make_index();
   bool publish(const LockedFolder& folder, const Parts& parts);
   bool take_new_level(const LockedFolder& folder);
   bool replace_flash(const LockedFolder& folder);
@@ -52,7 +52,7 @@ class Store {
   bool is_loaded_ = false;
   uint32_t loaded_generation_ = 0;
   FileText text_;
-  NodeIndex nodes_{};
+  Index index_{};
   Complaint loading_;
   Complaint refusing_;
   Complaint changing_;

@@ -85,35 +85,42 @@ char* put(char* out, std::string_view text) {
   return out + text.size();
 }
 
-// Whether a text begins with just this name and the byte that ends a name there.
-inline bool begins_with(std::string_view text, std::string_view name, char end) {
-  return text.size() > name.size() && text[name.size()] == end && starts_with(text, name) &&
-         name.find(end) == name.npos;
+bool is_same(std::string_view text, Name name, std::string_view wanted) {
+  return name.size == wanted.size() && memcmp(text.data() + name.begin, wanted.data(), wanted.size()) == 0;
 }
 
-// Looks through the lines of one node, which begin at `begin`. Returns whether the attribute is there.
-bool find_in_node(std::string_view text, size_t begin, std::string_view attr, Place& place) {
-  for (size_t end = 0; begin < text.size(); begin = end) {
+// Where a new attribute of a node goes, whose lines begin at `begin`: behind its last one, not behind a comment after
+// it.
+size_t end_of_attributes(std::string_view text, size_t begin) {
+  size_t end = begin;
+  while (begin < text.size() && text[begin] != '[') {
     const std::string_view line = first_line(rest_of(text, begin));
-    end = begin + line.size() + 1;
-    if (line.empty() || line.front() == '#') continue;
-    if (line.front() == '[') return false;
-    place.begin = place.end = end;  // a new attribute follows the last one, not a comment after it
-    if (!begins_with(line, attr, '=')) continue;
-    place.begin = begin;
-    place.value = rest_of(line, attr.size() + 1);
-    place.has_attr = true;
-    return true;
+    begin += line.size() + 1;
+    if (!line.empty() && line.front() != '#') end = begin;
   }
-  return false;
+  return end;
 }
 
-// FNV-1a.
-size_t hash(std::string_view name) {
-  uint32_t value = 2166136261U;
-  for (const char c : name) value = (value ^ static_cast<unsigned char>(c)) * 16777619U;
+// Eight bytes at a time; the last ones of a longer name overlap those ahead of them.
+uint64_t hash(uint64_t value, std::string_view name) {
+  constexpr size_t kStep = sizeof(uint64_t);
+  value += name.size();
+  const auto mix = [&value, name](size_t at, size_t count) {
+    uint64_t bytes = 0;
+    memcpy(&bytes, name.data() + at, count);
+    value = (value ^ bytes) * 0x9E3779B97F4A7C15U;
+    value ^= value >> 32U;
+  };
+  for (size_t at = 0; at + kStep < name.size(); at += kStep) mix(at, kStep);
+  if (name.size() < kStep) {
+    mix(0, name.size());
+  } else {
+    mix(name.size() - kStep, kStep);
+  }
   return value;
 }
+
+size_t hash(std::string_view node, std::string_view attr) { return static_cast<size_t>(hash(hash(0, node), attr)); }
 
 }  // namespace
 
@@ -148,38 +155,61 @@ Fault check(std::string_view text) {
   return {0, nullptr};
 }
 
-size_t room_for_nodes(std::string_view text) {
+size_t room_for_index(std::string_view text) {
   size_t room = 2;
-  for (size_t nodes = 0; !text.empty();) {
-    if (take_line(text).kind == Line::Kind::kNode && ++nodes * 2 > room) room *= 2;
+  for (size_t names = 0; !text.empty();) {
+    if (take_line(text).kind != Line::Kind::kOther && ++names * 2 > room) room *= 2;
   }
   return room;
 }
 
-void index_nodes(std::string_view text, NodeIndex index) {
+void fill_index(std::string_view text, Index index) {
+  const auto name_of = [text](std::string_view name) {
+    return Name{static_cast<uint32_t>(name.data() - text.data()) & 0xFFFFFFU, static_cast<uint8_t>(name.size())};
+  };
   const size_t last_slot = index.room - 1;
   memset(index.slots, 0, index.room * sizeof *index.slots);
+  std::string_view node;
   for (std::string_view rest = text; !rest.empty();) {
-    const size_t begin = text.size() - rest.size();
     const Line line = take_line(rest);
-    if (line.kind != Line::Kind::kNode) continue;
-    size_t slot = hash(line.name) & last_slot;
-    while (index.slots[slot] != 0) slot = (slot + 1) & last_slot;  // later sections of a node come behind earlier ones
-    index.slots[slot] = static_cast<uint32_t>(begin);
+    if (line.kind == Line::Kind::kOther) continue;
+    const bool is_node = line.kind == Line::Kind::kNode;
+    if (is_node) node = line.name;
+    const std::string_view attr{line.name.data(), is_node ? 0 : line.name.size()};
+    size_t slot = hash(node, attr) & last_slot;
+    while (index.slots[slot].node.size != 0)
+      slot = (slot + 1) & last_slot;  // what comes later in the text stands behind
+    index.slots[slot] = {name_of(node), name_of(attr)};
   }
 }
 
-Place find(std::string_view text, NodeIndex index, std::string_view node, std::string_view attr) {
+// Looks through the slots from the one that the names lead to, and calls `take` with each that has them until that
+// returns true. Returns whether it did.
+template <typename Take>
+bool visit(std::string_view text, Index index, std::string_view node, std::string_view attr, Take take) {
+  const size_t last_slot = index.room - 1;
+  for (size_t k = hash(node, attr) & last_slot; index.slots[k].node.size != 0; k = (k + 1) & last_slot) {
+    const Slot& slot = index.slots[k];
+    if (is_same(text, slot.attr, attr) && is_same(text, slot.node, node) && take(slot)) return true;
+  }
+  return false;
+}
+
+Place find(std::string_view text, Index index, std::string_view node, std::string_view attr) {
   const size_t end_of_nodes = text.size() - kLastLine.size();
   Place place{false, false, {}, end_of_nodes, end_of_nodes};
-  const size_t last_slot = index.room - 1;
-  for (size_t slot = hash(node) & last_slot; index.slots[slot] != 0; slot = (slot + 1) & last_slot) {
-    const size_t name_begin = index.slots[slot] + 1;
-    if (!begins_with(rest_of(text, name_begin), node, ']')) continue;
+  const auto take_attribute = [&place, text](const Slot& slot) {
+    const size_t value_begin = slot.attr.begin + slot.attr.size + strlen("=");
+    const std::string_view value = first_line(rest_of(text, value_begin));
+    place = {true, true, value, slot.attr.begin, value_begin + value.size() + 1};
+    return true;
+  };
+  if (!attr.empty() && visit(text, index, node, attr, take_attribute)) return place;
+  visit(text, index, node, {}, [&place, text](const Slot& slot) {
     place.has_node = true;
-    place.begin = place.end = name_begin + node.size() + strlen("]\n");
-    if (find_in_node(text, place.begin, attr, place)) break;
-  }
+    place.begin = place.end = end_of_attributes(text, slot.node.begin + slot.node.size + strlen("]\n"));
+    return false;
+  });
   return place;
 }
 
@@ -203,6 +233,11 @@ size_t write_entry(const Place& place, std::string_view node, std::string_view a
 }
 
 const char* unescape(std::string_view escaped, char* out) {
+  if (out != nullptr && escaped.size() <= TCAPI_VALUE_MAX && escaped.find('\\') == escaped.npos) {  // as most are
+    memcpy(out, escaped.data(), escaped.size());
+    out[escaped.size()] = '\0';
+    return nullptr;
+  }
   size_t length = 0;
   for (size_t i = 0; i < escaped.size(); ++i) {
     char c = escaped[i];

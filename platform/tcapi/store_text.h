@@ -51,22 +51,35 @@ bool is_sane_name(std::string_view name);
 
 Fault check(std::string_view text);
 
-// Where the [node] lines of a sound text begin, each at a slot that its name leads to, so that no look-up walks through
-// all of them: a hash table, open addressed, 0 in a slot that is free.
-struct NodeIndex {
-  uint32_t* slots;
+// Where a name stands in a text.
+struct Name {
+  uint32_t begin : 24;
+  uint32_t size : 8;
+};
+static_assert(kStoreMaxBytes < 1U << 24U && kNameMaxChars < 1U << 8U);
+
+// An attribute and its node; a node itself has an attribute without a name. A slot is free while its node has none.
+struct Slot {
+  Name node;
+  Name attr;
+};
+
+// The nodes and attributes of a sound text, each at a slot that its names lead to, so that no look-up walks through all
+// of them: a hash table, open addressed.
+struct Index {
+  Slot* slots;
   size_t room;  // slots, a power of two
 };
 
-// The least room of an index for this text, which has more slots than nodes.
-size_t room_for_nodes(std::string_view text);
+// The least room of an index for this text, which has more slots than nodes and attributes.
+size_t room_for_index(std::string_view text);
 
 // Fills an index that has the room.
-void index_nodes(std::string_view text, NodeIndex index);
+void fill_index(std::string_view text, Index index);
 
 // Finds an attribute in a sound text with its index. A node may have several sections, as hand-written files do; of two
 // equal attributes the first one counts.
-Place find(std::string_view text, NodeIndex index, std::string_view node, std::string_view attr);
+Place find(std::string_view text, Index index, std::string_view node, std::string_view attr);
 
 // Writes the lines of one attribute, with the [node] line ahead unless the place has one. Returns the number of bytes,
 // kEntryMaxBytes at most. Names and value are sane.

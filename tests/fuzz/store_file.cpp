@@ -19,9 +19,9 @@ struct Attribute {
 bool is_sound(std::string_view text) { return tcapi_store::check(text).reason == nullptr; }
 
 Place find(std::string_view text, Attribute attribute) {
-  std::vector<uint32_t> slots(tcapi_store::room_for_nodes(text));
-  const tcapi_store::NodeIndex index = {slots.data(), slots.size()};
-  tcapi_store::index_nodes(text, index);
+  std::vector<tcapi_store::Slot> slots(tcapi_store::room_for_index(text));
+  const tcapi_store::Index index = {slots.data(), slots.size()};
+  tcapi_store::fill_index(text, index);
   const Place place = tcapi_store::find(text, index, attribute.node, attribute.name);
   FUZZ_CHECK(place.begin <= place.end && place.end <= text.size());
   FUZZ_CHECK(place.has_node || !place.has_attr);

@@ -28,12 +28,13 @@ const std::string kSound =
 
 class Text {
  public:
-  explicit Text(std::string text) : text_(std::move(text)), slots_(tcapi_store::room_for_nodes(text_), ~0U) {
-    tcapi_store::index_nodes(text_, {slots_.data(), slots_.size()});
+  explicit Text(std::string text)
+      : text_(std::move(text)), slots_(tcapi_store::room_for_index(text_), {{1, 1}, {1, 1}}) {
+    tcapi_store::fill_index(text_, {slots_.data(), slots_.size()});
   }
 
   Place find(const std::string& node, const std::string& attr) const {
-    return tcapi_store::find(text_, {const_cast<uint32_t*>(slots_.data()), slots_.size()}, node, attr);
+    return tcapi_store::find(text_, {const_cast<tcapi_store::Slot*>(slots_.data()), slots_.size()}, node, attr);
   }
 
   // The text after a change.
@@ -46,7 +47,7 @@ class Text {
 
  private:
   std::string text_;
-  std::vector<uint32_t> slots_;
+  std::vector<tcapi_store::Slot> slots_;
 };
 
 std::string store_of(const std::string& lines) { return "# tcapi store 1\n" + lines + "# end\n"; }
@@ -158,14 +159,14 @@ TEST(StoreText, EachOfManyNodesIsFoundWithItsOwnValues) {
   }
 }
 
-TEST(StoreText, IndexHasMoreSlotsThanNodes) {
+TEST(StoreText, IndexHasMoreSlotsThanNodesAndAttributes) {
   std::string lines;
-  for (size_t nodes = 0; nodes < 100; ++nodes) {
-    const size_t room = tcapi_store::room_for_nodes(store_of(lines));
-    EXPECT_GT(room, nodes);
+  for (size_t names = 0; names < 100; ++names) {
+    const size_t room = tcapi_store::room_for_index(store_of(lines));
+    EXPECT_GT(room, names);
     EXPECT_EQ(room & (room - 1), 0U) << "a power of two";
-    EXPECT_LE(room, 4 * nodes + 2);
-    lines += "[n]\n";
+    EXPECT_LE(room, 4 * names + 2);
+    lines += names % 3 == 0 ? "[n]\n" : "a=1\n";
   }
 }
 
