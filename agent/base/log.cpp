@@ -12,7 +12,7 @@ namespace {
 
 __attribute__((format(printf, 4, 0))) void write(const char* level, const char* operation, int line, const char* format,
                                                  va_list arguments) {
-  if (nuvekDebug == 0 && nuvekDebugPrintf == 0) return;
+  if ((nuvekDebug | nuvekDebugPrintf) == 0) return;
   // The console gets the place without the message: it is shared with the whole gateway and must stay readable.
   if (nuvekDebug != 0) tcdbg_printf("[NUVEK %s %s:%d] \n", level, operation, line);
   if (nuvekDebugPrintf == 0) return;
@@ -29,6 +29,7 @@ __attribute__((format(printf, 4, 0))) void write(const char* level, const char* 
 namespace logging {
 
 void debug(const char* operation, int line, const char* format, ...) {
+  if ((nuvekDebug | nuvekDebugPrintf) == 0) return;  // as mostly, and without a call
   va_list arguments;
   va_start(arguments, format);
   write("DEBUG", operation, line, format, arguments);

@@ -1,17 +1,18 @@
 #include "agent/base/text.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdarg>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 namespace text {
 
-void copy(char* destination, size_t size, const char* source) {
+size_t copy(char* destination, size_t size, const char* source) {
   const size_t length = strnlen(source, size - 1);
   memcpy(destination, source, length);
   destination[length] = '\0';
+  return length;
 }
 
 void copy_escaped(char* destination, size_t size, const char* source) {
@@ -56,9 +57,19 @@ Number::Number(int32_t value) {
 void Builder::append(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  vsnprintf(buffer_ + length_, size_ - length_, format, arguments);
+  while (*format != '\0') {
+    const char* piece = format;
+    size_t size = strcspn(format, "%") + 1;
+    format += size - 1;
+    const Number number(size == 1 && format[1] == 'd' ? va_arg(arguments, int) : 0);
+    if (size == 1) {
+      piece = format[1] == 'd' ? number.c_str() : va_arg(arguments, const char*);
+      size = size_;
+      format += strlen("%s");
+    }
+    length_ += copy(buffer_ + length_, std::min(size, size_ - length_), piece);
+  }
   va_end(arguments);
-  length_ += strlen(buffer_ + length_);
 }
 
 void Builder::drop_last() { buffer_[--length_] = '\0'; }

@@ -8,8 +8,9 @@
 
 namespace text {
 
-// Copies `source` with its terminator, cut to what fits into `size` bytes. `size` is at least 1.
-void copy(char* destination, size_t size, const char* source);
+// Copies `source` with its terminator, cut to what fits into `size` bytes, and returns its length then. `size` is at
+// least 1.
+size_t copy(char* destination, size_t size, const char* source);
 template <size_t Size>
 void copy(char (&destination)[Size], const char* source) {
   copy(destination, Size, source);
@@ -48,7 +49,8 @@ constexpr int32_t wrapping_difference(int32_t a, int32_t b) {
   return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
 }
 
-// Builds a text in a buffer that somebody else holds: takes what fits and lets the rest go.
+// Builds a text in a buffer that somebody else holds: takes what fits and lets the rest go. A format
+// knows %s and %d and nothing else: the C library's would take as long as the rest of an answer to the platform.
 class Builder {
  public:
   template <size_t Size>

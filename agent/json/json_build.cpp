@@ -1,7 +1,5 @@
 #include "agent/json/json_build.h"
 
-#include <cstdio>
-
 #include "agent/base/text.h"
 
 namespace json {
@@ -41,9 +39,9 @@ Text Value::text() const {
 }
 
 void Value::print_body(char* body, size_t size, const char* uuid) const {
-  body[0] = '\0';
+  text::Builder built(body, size);
   const Text message = text();
-  if (message != nullptr) snprintf(body, size, "[\"%s\",%s]", uuid, message.get());
+  if (message != nullptr) built.append("[\"%s\",%s]", uuid, message.get());
 }
 
 int Value::free() {

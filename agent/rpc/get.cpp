@@ -88,11 +88,11 @@ json::Value read_table(const char* name, const Column (&columns)[6]) {
   json::Value table = json::Value::array();
   char table_node[64];
   char count[8] = "";
-  snprintf(table_node, sizeof table_node, node::kTableHead, name);
+  text::Builder(table_node).append(node::kTableHead, name);
   store::read(table_node, attr::kCount, count);
   const int32_t entries = text::to_int32(count);
   for (int k = 0; k < entries && k < kMostTableEntries; ++k) {
-    snprintf(table_node, sizeof table_node, node::kTableEntry, name, k);
+    text::Builder(table_node).append(node::kTableEntry, name, k);
     json_AddItemToArray(table, read_row(table_node, columns));
   }
   return table;

@@ -39,8 +39,6 @@ void nuvek_save_keys(const DevInfo* devinfo, const RecvData* record) {
   char text[kKeyTextSize];
   text::Builder keys(text);
   for (const LocationBlock& block : kBlocks) append_block(keys, *devinfo, block);
-  keys.append("Node:Common\n");
-  keys.append("UUID=%s\n", devinfo->UUID);
-  keys.append("RegId=%s\n", record->RegID);
+  keys.append("Node:Common\nUUID=%s\nRegId=%s\n", devinfo->UUID, record->RegID);
   if (!file.finish(text)) NUVEK_ERROR("can't write %s\n", path.c_str());
 }

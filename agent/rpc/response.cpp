@@ -94,8 +94,9 @@ void dispatch_objects(char* piece, DevInfo* devinfo, ServerArg* server) {
 }  // namespace
 
 int nuvek_serverProcess(const Connection& connection, DevInfo* devinfo, ServerArg* server) {
-  char block[kReceiveSize + kBlockRoom] = "";
+  char block[kReceiveSize + kBlockRoom];
   const ssize_t received = connection.receive(block, kReceiveSize);
+  block[received > 0 ? received : 0] = '\0';
   if (received == 0) {
     NUVEK_ERROR("server closed fd");
     return refuse();

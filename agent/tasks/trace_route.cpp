@@ -91,7 +91,7 @@ void nuvek_trace_parse(char* out) {
     if (strstr(line, "traceroute") != nullptr) continue;
     const Hop hop(line);
     if (hop.host()[0] == '*') {
-      rows.append("%s", kSilentHop);
+      rows.append(kSilentHop);
       continue;
     }
     // A line that names the host of the line before, or begins it, is the same hop told again.
