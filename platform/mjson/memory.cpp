@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
-#include <new>
 
 namespace mjson {
 
@@ -12,19 +11,27 @@ namespace mjson {
 struct alignas(json_value) Block {
   std::atomic<uint32_t> values;  // kFilling and the values made, less those given back
   uint32_t made;
-  size_t used;  // bytes, with this head
+  size_t size;  // bytes, with this head
+  size_t used;
 };
 
 namespace {
 
 constexpr uint32_t kFilling = 1U << 31;  // more than the values of a block
 
-// A size that the C library hands out from what it keeps for each thread.
 #ifdef MJSON_VALUES_APART
 constexpr size_t kBlockBytes = 0;
+constexpr size_t kFirstBytes = 1;  // too few for a value
 #else
-constexpr size_t kBlockBytes = 1024;
+constexpr size_t kBlockBytes = 2032;
+constexpr size_t kFirstBytes = 3072;  // of values
 #endif
+
+// The first block stands in the page that the library's import table takes anyway; most messages fit into it.
+alignas(Block) char g_first[sizeof(Block) + kFirstBytes];
+std::atomic<bool> g_first_is_taken;
+
+Block* first_block() { return reinterpret_cast<Block*>(g_first); }
 
 // A thread that ends while values in it live leaves it behind.
 thread_local Block* t_filling = nullptr;
@@ -34,31 +41,54 @@ uint32_t left_without(Block* block, uint32_t values) {
   return block->values.fetch_sub(values, std::memory_order_acq_rel) - values;
 }
 
+void give_back(Block* block) {
+  if (block == first_block()) {
+    g_first_is_taken.store(false, std::memory_order_release);
+  } else {
+    free(block);
+  }
+}
+
 void end_filling() {
   Block* const block = t_filling;
   t_filling = nullptr;
-  if (block != nullptr && left_without(block, kFilling - block->made) == 0) free(block);
+  if (block != nullptr && left_without(block, kFilling - block->made) == 0) give_back(block);
 }
 
-bool begin_filling(size_t size) {
-  void* const memory = malloc(std::max(kBlockBytes, sizeof(Block) + size));
-  if (memory == nullptr) return false;
+Block* new_block(size_t value_size) {
+  if (value_size <= kFirstBytes && !g_first_is_taken.exchange(true, std::memory_order_acquire)) {
+    first_block()->size = sizeof g_first;
+    return first_block();
+  }
+  const size_t size = std::max(kBlockBytes, sizeof(Block) + value_size);
+  auto* const block = static_cast<Block*>(malloc(size));
+  if (block != nullptr) block->size = size;
+  return block;
+}
+
+// Returns the block from now on; NULL when memory is out.
+Block* begin_filling(size_t value_size) {
+  Block* const block = new_block(value_size);
+  if (block == nullptr) return nullptr;
   end_filling();
-  t_filling = new (memory) Block{{kFilling}, 0, sizeof(Block)};
-  return true;
+  block->values.store(kFilling, std::memory_order_relaxed);
+  block->made = 0;
+  block->used = sizeof *block;
+  t_filling = block;
+  return block;
 }
 
 }  // namespace
 
 json_value* take_place(size_t size) {
   size = (size + alignof(json_value) - 1) / alignof(json_value) * alignof(json_value);
-  const bool has_room = t_filling != nullptr && t_filling->used + size <= kBlockBytes;
-  if (!has_room && !begin_filling(size)) return nullptr;
-  auto* const value = reinterpret_cast<json_value*>(reinterpret_cast<char*>(t_filling) + t_filling->used);
-  value->distance = static_cast<uint16_t>(t_filling->used);
-  t_filling->used += size;
-  t_filling->made++;
-  if (t_filling->used >= kBlockBytes) end_filling();
+  Block* block = t_filling;
+  if (block == nullptr || block->used + size > block->size) block = begin_filling(size);
+  if (block == nullptr) return nullptr;
+  auto* const value = reinterpret_cast<json_value*>(reinterpret_cast<char*>(block) + block->used);
+  value->distance = static_cast<uint16_t>(block->used);
+  block->used += size;
+  block->made++;
   return value;
 }
 
@@ -76,7 +106,7 @@ void Leaving::leave() {
   if (block_ == t_filling) {
     if (left == kFilling - block_->made) end_filling();
   } else if (left == 0) {
-    free(block_);
+    give_back(block_);
   }
 }
 

@@ -128,8 +128,10 @@ bool Store::make_live(const LockedFolder& folder) {
 
 bool Store::make_index() {
   const size_t room = room_for_index(text());
+  if (index_.slots == nullptr) index_ = {first_slots_, kFirstSlots};
   if (room > index_.room) {
-    auto* const slots = static_cast<Slot*>(realloc(index_.slots, room * sizeof *index_.slots));
+    void* const former = index_.slots != first_slots_ ? index_.slots : nullptr;
+    auto* const slots = static_cast<Slot*>(realloc(former, room * sizeof *index_.slots));
     if (slots == nullptr) {
       loading_.say("%s: the store cannot be loaded: %s", folder_path(), strerror(ENOMEM));
       return false;

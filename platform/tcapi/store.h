@@ -33,6 +33,8 @@ class Store {
   bool save();
 
  private:
+  // Enough for a gateway's store, and room that the library's one page of data has left.
+  static constexpr size_t kFirstSlots = 128;
   enum class Reading { kSound, kMissing, kRefused };
 
   bool follow_environment();
@@ -52,6 +54,7 @@ class Store {
   bool is_loaded_ = false;
   uint32_t loaded_generation_ = 0;
   FileText text_;
+  Slot first_slots_[kFirstSlots]{};
   Index index_{};
   Complaint loading_;
   Complaint refusing_;

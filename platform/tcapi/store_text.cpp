@@ -156,9 +156,9 @@ Fault check(std::string_view text) {
 }
 
 size_t room_for_index(std::string_view text) {
-  size_t room = 2;
+  size_t room = 4;
   for (size_t names = 0; !text.empty();) {
-    if (take_line(text).kind != Line::Kind::kOther && ++names * 2 > room) room *= 2;
+    if (take_line(text).kind != Line::Kind::kOther && ++names > room / 4 * 3) room *= 2;
   }
   return room;
 }
@@ -169,7 +169,7 @@ void fill_index(std::string_view text, Index index) {
   };
   const size_t last_slot = index.room - 1;
   memset(index.slots, 0, index.room * sizeof *index.slots);
-  std::string_view node;
+  std::string_view node = text.substr(0, 0);
   for (std::string_view rest = text; !rest.empty();) {
     const Line line = take_line(rest);
     if (line.kind == Line::Kind::kOther) continue;
@@ -205,7 +205,7 @@ Place find(std::string_view text, Index index, std::string_view node, std::strin
     return true;
   };
   if (!attr.empty() && visit(text, index, node, attr, take_attribute)) return place;
-  visit(text, index, node, {}, [&place, text](const Slot& slot) {
+  visit(text, index, node, "", [&place, text](const Slot& slot) {
     place.has_node = true;
     place.begin = place.end = end_of_attributes(text, slot.node.begin + slot.node.size + strlen("]\n"));
     return false;

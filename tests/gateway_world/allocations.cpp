@@ -1,6 +1,6 @@
 // Stands in for the memory allocator: counts the allocations of the agent, the document-tree library and the C library
-// on their behalf, and lets one fail. The recorder's own are left alone. Each value of a document counts as one, too:
-// the desk's library keeps many in one piece of memory, a gateway's need not.
+// on their behalf, and lets one fail. The recorder's own are left alone. Each value of a document and each reading of
+// one count, too: the desk's library keeps many values in one piece of memory, a gateway's need not.
 #include <unistd.h>
 
 #include <array>
@@ -139,5 +139,12 @@ json_value* json_new_string(const char* text) {
 json_value* json_new_number(const char* text) {
   static const auto behind = world::behind(&json_new_number, "json_new_number");
   return is_refused() ? nullptr : behind(text);
+}
+
+int json_parse_document(json_value** root, const char* text) {
+  static const auto behind = world::behind(&json_parse_document, "json_parse_document");
+  if (!is_refused()) return behind(root, text);
+  *root = nullptr;
+  return JSON_NO_MEMORY;
 }
 }
