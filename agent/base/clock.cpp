@@ -2,7 +2,6 @@
 
 #include <sys/sysinfo.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 #include <cstdio>
 
@@ -39,7 +38,7 @@ int32_t get_uptime() {
 }
 
 int nuvek_check_timeSync() {
-  if (access(file::Path(kTimeSyncMarker).c_str(), F_OK) != 0) return 0;
+  if (!file::exists(kTimeSyncMarker)) return 0;
   timeval time{};
   gettimeofday(&time, nullptr);
   // A clock of 32 bits that is negative stands in 2038 to 2106; a wider one stands before 1970 and tells no time.

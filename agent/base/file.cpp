@@ -41,6 +41,8 @@ Path::Path(const char* absolute) {
   text::copy(path_ + length, sizeof path_ - length, absolute);
 }
 
+__attribute__((noinline)) bool exists(const char* absolute) { return access(Path(absolute).c_str(), F_OK) == 0; }
+
 Reader::Reader(const Path& path) : stream_(fopen(path.c_str(), "re")) {
   if (stream_ != nullptr) setvbuf(stream_, buffer_, _IOFBF, sizeof buffer_);
 }

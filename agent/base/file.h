@@ -17,6 +17,9 @@ class Path {
   char path_[256];
 };
 
+// Whether a file is there. Its path stands on the stack for as long as that takes, and in nobody's frame.
+bool exists(const char* absolute);
+
 // A file that is read; it closes itself. It has a buffer of its own in place of the page of heap that the C library
 // would take, and helper programs do not inherit it.
 class Reader {

@@ -1,7 +1,5 @@
 #include "agent/tasks/schedule.h"
 
-#include <unistd.h>
-
 #include "agent/base/clock.h"
 #include "agent/base/file.h"
 #include "agent/base/lock.h"
@@ -22,7 +20,7 @@ Mutex g_report_lock;  // a test that has ended is reported once, by whichever th
 int32_t task_cycle_s() {
   char cycle[16] = "";
   if (!store::read(node::kServer, attr::kExetaskCycle, cycle)) return kDefaultCycle_s;
-  const bool in_minutes = access(file::Path(kTestSwitch).c_str(), F_OK) == 0;
+  const bool in_minutes = file::exists(kTestSwitch);
   const int32_t cycle_s = text::wrapping_product(text::to_int32(cycle), in_minutes ? 60 : 3600);
   return cycle_s == 0 ? kDefaultCycle_s : cycle_s;
 }
