@@ -27,7 +27,7 @@ constexpr size_t kBlockBytes = 2032;
 constexpr size_t kFirstBytes = 3072;  // of values
 #endif
 
-// The first block stands in the page that the library's import table takes anyway; most messages fit into it.
+// The first block stands in the page that the library's import table takes anyway: some fifty values.
 alignas(Block) char g_first[sizeof(Block) + kFirstBytes];
 std::atomic<bool> g_first_is_taken;
 
