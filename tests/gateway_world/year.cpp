@@ -78,15 +78,16 @@ bool is_empty(const char* path) {
 // Lets the clock go and the timer thread look at its timers.
 void pass(uint32_t seconds) {
   pthread_mutex_lock(&g_lock);
-  control::write(control::clock_s, control::read(control::clock_s) + seconds);
+  const uint32_t now_s = control::read(control::clock_s);
+  control::write(control::clock_s, now_s + seconds);
+  if (now_s + seconds < now_s) control::count(control::clock_era);
   control::write(control::uptime_s, control::read(control::uptime_s) + seconds);
+  control::write(control::to_go_s, control::read(control::to_go_s) - seconds);
   ++g_steps;
   pthread_cond_broadcast(&g_moved);
   while (g_ticked != g_steps) pthread_cond_wait(&g_moved, &g_lock);
   pthread_mutex_unlock(&g_lock);
 }
-
-uint32_t seconds_to_go() { return control::read(control::target_s) - control::read(control::clock_s); }
 
 int ready_within(int count, fd_set* readable, suseconds_t time_us) {
   static const auto real = world::behind(&::select, "select");
@@ -99,7 +100,7 @@ int ready_within(int count, fd_set* readable, suseconds_t time_us) {
 
 // Waits without time where the soak has stopped the clock. Returns what is readable, or 0 once the clock may go on.
 int park(int count, fd_set* readable) {
-  while (seconds_to_go() == 0) {
+  while (control::read(control::to_go_s) == 0) {
     control::write(control::heap_bytes, static_cast<uint32_t>(mallinfo2().uordblks));
     control::write(control::parked, 1);
     const int ready = ready_within(count, readable, kPark_us);
@@ -124,7 +125,7 @@ int wait_for_input(int count, fd_set* readable, time_t timeout_s) {
   while (ready <= 0 && left_s != 0) {
     ready = park(count, readable);
     if (ready > 0) break;
-    const uint32_t step_s = std::min(left_s, seconds_to_go());
+    const uint32_t step_s = std::min(left_s, control::read(control::to_go_s));
     pass(step_s);
     left_s = is_turn ? 0 : left_s - step_s;
     if (!is_turn) ready = ready_within(count, readable, 0);
