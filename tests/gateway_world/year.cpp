@@ -45,14 +45,15 @@ int open_notes(const char* name) {
   return open(control::file(name).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
 }
 
-int requests() {
-  static const int fd = open_notes("requests");
-  return fd;
-}
+// Both at once, so that the agent's descriptors do not seem to grow with its first answer.
+struct Notes {
+  int requests = open_notes("requests");
+  int answers = open_notes("answers");
+};
 
-int answers() {
-  static const int fd = open_notes("answers");
-  return fd;
+const Notes& notes() {
+  static const Notes files;
+  return files;
 }
 
 long long real_us() {
@@ -153,7 +154,7 @@ void begin_turn() {
 // "TURN UPTIME ID" of each request that went out; the periodic report has no ID.
 void note_request(const char* request) {
   const char* id = strstr(request, "\"ID\":");
-  dprintf(requests(), "%u %u %ld\n", control::read(control::turns), control::read(control::uptime_s),
+  dprintf(notes().requests, "%u %u %ld\n", control::read(control::turns), control::read(control::uptime_s),
           id == nullptr ? 0 : strtol(id + 5, nullptr, 10));
 }
 
@@ -162,7 +163,7 @@ void note_answers(std::string_view block) {
   constexpr std::string_view kResultResponse = "\"ResultResponse\",\"ID\":";
   for (size_t at = 0; (at = block.find(kResultResponse, at)) != std::string_view::npos;) {
     at += kResultResponse.size();
-    dprintf(answers(), "%ld\n", strtol(std::string(block.substr(at)).c_str(), nullptr, 10));
+    dprintf(notes().answers, "%ld\n", strtol(std::string(block.substr(at)).c_str(), nullptr, 10));
   }
 }
 
