@@ -1,6 +1,7 @@
 """The story of a foreign network: name servers that lie, packets that are lost, late or overtaken, and the dark. It ends well when
 the gateway lives, its turns stay as short as they must, and what both sides counted agrees."""
 import os
+import pathlib
 import re
 import time
 
@@ -78,7 +79,7 @@ class Gateway:
 
     def is_quiet(self):
         """No connection to the platform is open: the last answer has come, and closed it."""
-        lines = open(f"/proc/{self.gateway.process.pid}/net/tcp", encoding="ascii").read().splitlines()[1:]
+        lines = pathlib.Path(f"/proc/{self.gateway.process.pid}/net/tcp").read_text().splitlines()[1:]
         return not any(fields[2].endswith(":0050") and fields[3] in OPEN_STATES for fields in map(str.split, lines))
 
     def make_due(self, stamp, counted):

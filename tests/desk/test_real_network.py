@@ -5,7 +5,7 @@ import subprocess
 import pytest
 from project import PROJECT, environment
 
-LIMIT_S = 300  # forty seconds on two idle cores, and what TCP needs to send again
+LIMIT_S = 240  # forty seconds on two idle cores, and what TCP needs to send again
 
 
 def test_both_sides_agree_on_a_foreign_network_and_a_lying_name_server_holds_no_turn():
