@@ -7,7 +7,7 @@ import time
 
 from desk.story import lying_names
 from desk.story.clock import PROJECT
-from desk.story.console import StoryFailed, check, step, tell, wait_for
+from desk.story.console import POLL_S, StoryFailed, check, step, tell, wait_for
 from desk.story.gateway import PAST_S
 from desk.story.lying_names import LyingNames
 from desk.story.network import PLATFORM_NAMES, ForeignNetwork
@@ -56,8 +56,15 @@ class Account:
     def figures(self):
         return {name: figure - self.begin[name] for name, figure in self.all_figures().items()}
 
+    def has_all_arrived(self):
+        now = self.figures()
+        return now["SuccessInform"] == now["Report"] == now["GetResponse"] and now["TraceRoute"] == now["SuccessResult"]
+
     def settle(self):
-        """TCP brings whatever was taken for sent, once it can."""
+        """TCP brings whatever was taken for sent, once it can; the agent does not wait for it."""
+        end = time.monotonic() + EXCHANGE_LIMIT_S
+        while not self.has_all_arrived() and time.monotonic() < end:
+            time.sleep(POLL_S)
         now = self.figures()
         check("reports begun, and counted", now["begun reports"], now["SuccessInform"] + now["FailInform"])
         check("reports counted as sent, and arrived", now["SuccessInform"], now["Report"])
@@ -78,7 +85,7 @@ class Gateway:
         self.pulse = self.account = None
 
     def is_quiet(self):
-        """No connection to the platform is open: the last answer has come, and closed it."""
+        """No connection to the platform is open: the last message of the exchange has come, or is in TCP's hands."""
         lines = pathlib.Path(f"/proc/{self.gateway.process.pid}/net/tcp").read_text().splitlines()[1:]
         return not any(fields[2].endswith(":0050") and fields[3] in OPEN_STATES for fields in map(str.split, lines))
 
@@ -128,7 +135,8 @@ def comes_back(network, gateway, platform):
     network.start_name_server()
     wait_for("the Inform0", lambda: platform.exchanges("Inform0"), LINK_S + 10)
     wait_for("the key file", lambda: "RegId=" in gateway.gateway.key_file(), 5)
-    wait_for("the first report and trace", lambda: platform.exchanges("Report") and platform.exchanges("TraceRoute"), 20)
+    wait_for("its first report, the answer to the question, and a trace",
+             lambda: all(map(platform.exchanges, ("Report", "GetResponse", "TraceRoute"))), 20)
     wait_for("their answers", gateway.is_quiet, 10)
     gateway.check_pulse()
 

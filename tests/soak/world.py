@@ -17,6 +17,7 @@ ERA_S = 1 << 32  # seconds are stored and shared as 32 bits; stamps go on in the
 STEP_S = 10  # how long an idle turn is on our clock; the timer service takes 60 and more for a corrected clock
 BOOT_S = 40  # from power to the agent's start
 UNSET_S = 60  # from there to a clock that is right: half of it before 1970
+READ_S = 2  # of real time, in which a platform on a busy machine has read what was sent
 HANG_S = 30  # of real time, far beyond anything that the agent may wait for
 
 # The gateway's helper programs, quick: how the line is and how long a trace goes on is up to the soak.
@@ -63,6 +64,7 @@ class World:
         self.gateway.environment.update(PATH=f"{self.root}/bin:/usr/bin:/bin", TZ="CST-8", NUVEK_WORLD="year",
                                         NUVEK_WORLD_FOLDER=str(clock))
         self.starts = []  # number of requests at each start of the agent
+        self._never_arrived = 0
         self._journal, self._new_in_journal = [], Lines(folder / "exchanges.jsonl")
 
     def _make_helpers(self):
@@ -86,8 +88,20 @@ class World:
     def set_platform(self, address, scenario=""):
         """One platform at this address, or none."""
         if self.platform is not None:
+            self._let_it_read()
             self.platform.stop()
         self.platform = Platform(self.folder, scenario, address, self.port) if address else None
+
+    def _let_it_read(self):
+        """A platform that is stopped has read what was sent to it; what never arrives, closed away by the agent, is waited for
+        once."""
+        def on_their_way():
+            return len(self.requests()) - sum(bool(entry["request"]) for entry in self.journal())
+
+        end = time.monotonic() + READ_S
+        while (missing := on_their_way()) > self._never_arrived and time.monotonic() < end:
+            time.sleep(0.01)
+        self._never_arrived = missing
 
     def local_client(self):
         return socket.create_connection(("127.0.0.1", int(self.gateway.environment["NUVEK_LOCAL_PORT"])), HANG_S)
