@@ -185,27 +185,11 @@ class Soak:
         self.pass_to(7200)
         self.require(self.world.gateway.tcapi("get", "nuvek_Entry0", "alreadyReport") == "1", "not registered")
 
-    def measured_s(self):
-        return self.world.now - self.world.stamp("LastSpeedTime")
-
-    def restart_what_rests(self):
-        """A result that was put off, and whose next answer the agent closed away with that of a report, is lost, and the
-        measurements rest until the agent is started again: as an operator would, not before the next one is overdue."""
-        if self.measured_s() <= WEEK_S + TEST_SLACK_S:
-            return
-        results = [entry for entry in self.world.journal() if entry["kind"] in ("SiteSpeed", "TraceRoute")]
-        _, unread = Accounts(self.world, self.lost).read_results()
-        if results[-1] in unread:
-            self.world.restart()
-            self.note_start()
-            self.happened["restarts for a result that was lost"] += 1
-            self.pass_to(self.elapsed_s + 6 * STEP_S)
-
     def end_of_day(self):
-        reported_s = self.world.now - self.world.stamp("LastInformTime")
+        now = self.world.now
+        reported_s = now - self.world.stamp("LastInformTime")
+        measured_s = now - self.world.stamp("LastSpeedTime")
         self.require(0 <= reported_s <= self.report_cycle_s + STEP_S, f"the last report is {reported_s} s old")
-        self.restart_what_rests()
-        measured_s = self.measured_s()
         self.require(-LARGEST_CORRECTION_S <= measured_s <= WEEK_S + TEST_SLACK_S, f"the last speed test is {measured_s} s old")
         self.world.set_line(self.random.random() > 0.2)
         self.world.set_trace(self.random.randint(0, 2))
