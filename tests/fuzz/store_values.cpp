@@ -12,11 +12,11 @@
 #include "platform/tcapi.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/gateway.h"
+#include "tests/fuzz/message_rules.h"
 
 namespace {
 
 constexpr size_t kLongestName = 63;
-constexpr size_t kRequestSize = 2047;  // a longer request is cut
 constexpr const char* kNumbers[] = {"Long", "Lat", "Altitudes", "HorizontalError", "VerticalError"};
 constexpr const char* kPackages[] = {"NUVEK.DeviceInfo", "NUVEK.GISInfoA", "NUVEK.GISInfoB", "NUVEK.Interface",
                                      "NUVEK.Counter"};
@@ -57,7 +57,7 @@ bool take_lines(fuzz::Gateway& gateway, std::string_view bytes) {
 // The one request that was sent, or none: JSON when it has to be.
 void check_request(fuzz::Gateway& gateway, bool is_json) {
   const std::string request = gateway.platform.take_received();
-  FUZZ_CHECK(request.size() <= kRequestSize);
+  FUZZ_CHECK(request.size() <= fuzz::kRequestCharacters);
   if (request.empty()) return;
   FUZZ_CHECK(request.compare(0, 5, "POST ") == 0);
   FUZZ_CHECK(!is_json || fuzz::carries_json(request));
