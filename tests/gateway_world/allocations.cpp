@@ -1,5 +1,6 @@
 // Stands in for the memory allocator: counts the allocations of the agent, the document-tree library and the C library
 // on their behalf, and lets one fail. The recorder's own are left alone.
+#include <dlfcn.h>
 #include <unistd.h>
 
 #include <array>
