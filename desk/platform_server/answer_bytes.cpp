@@ -1,13 +1,12 @@
 #include "answer_bytes.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <random>
+
+#include "json.h"
 
 namespace desk {
 namespace {
-
-using Json = nlohmann::json;
 
 // A gateway takes an answer of up to 1,024 bytes; the padding leads beyond that, within one of its receives.
 constexpr size_t kOversizePadding_bytes = 1024;

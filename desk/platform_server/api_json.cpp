@@ -5,13 +5,6 @@
 namespace desk {
 namespace {
 
-template <typename Value>
-Json or_null(const std::optional<Value>& value) {
-  return value ? Json(*value) : Json();
-}
-
-Json or_null(const std::string& text) { return text.empty() ? Json() : Json(text); }
-
 Json fact_json(const Fact& fact, bool with_code = false) {
   if (fact.values.empty()) return nullptr;
   Json json = {{"time", utc_text(fact.time)}, {"exchange", fact.exchange}};

@@ -2,16 +2,13 @@
 #ifndef NUVEK_DESK_API_JSON_H
 #define NUVEK_DESK_API_JSON_H
 
-#include <nlohmann/json.hpp>
-
 #include "gateway_book.h"
 #include "journal.h"
+#include "json.h"
 #include "orders.h"
 #include "scenario_keeper.h"
 
 namespace desk {
-
-using Json = nlohmann::ordered_json;
 
 std::string text_of(const Json& json);
 

@@ -1,12 +1,11 @@
 #include "conversation.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
+
+#include "json.h"
 
 namespace desk {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 // With more an answer might not fit in what a gateway takes.
 constexpr size_t kMaxGetsPerAnswer = 8;

@@ -1,13 +1,11 @@
 // What the messages of a gateway tell of it.
-#include <nlohmann/json.hpp>
 
 #include "gateway_book.h"
+#include "json.h"
 #include "rule.h"
 
 namespace desk {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr size_t kMostBackOffs = 32;
 constexpr int kFirstBackOff_s = 10;

@@ -6,20 +6,13 @@
 #include <cerrno>
 #include <cstring>
 #include <iostream>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 
+#include "json.h"
 #include "text.h"
 
 namespace desk {
 namespace {
-
-using Json = nlohmann::ordered_json;
-
-template <typename Value>
-Json or_null(const std::optional<Value>& value) {
-  return value ? Json(*value) : Json();
-}
 
 std::string line_of(const Exchange& exchange) {
   const Json line = {{"time", utc_text(exchange.time)},

@@ -3,15 +3,13 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <nlohmann/json.hpp>
 
+#include "json.h"
 #include "rule.h"
 #include "text.h"
 
 namespace desk {
 namespace {
-
-using Json = nlohmann::json;
 
 constexpr size_t kMaxRecording_bytes = 64 * 1024 * 1024;
 

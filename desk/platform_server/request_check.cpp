@@ -1,17 +1,15 @@
 #include "request_check.h"
 
 #include <initializer_list>
-#include <nlohmann/json.hpp>
 #include <set>
 #include <string_view>
 
+#include "json.h"
 #include "message_shapes.h"
 #include "rule.h"
 
 namespace desk {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 // Text of a request in a finding: short and printable, whatever came.
 std::string cited(std::string_view text) {

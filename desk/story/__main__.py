@@ -1,18 +1,19 @@
 """Plays a story on the desk: see script/run."""
 import argparse
+import functools
 import os
 import pathlib
 import sys
 import time
 
-from desk.story import console, faults, scenario, stay, tale
+from desk.story import console, faults, foreign, scenario, stay, tale
 from desk.story.actions import Desk
 from desk.story.build import prepare
 from desk.story.clock import FAST, GatewayClock
 from desk.story.console import StoryFailed, step, tell
 from desk.story.control import Control
 from desk.story.gateway import BIN, Gateway
-from desk.story.network import build_network
+from desk.story.network import ForeignNetwork, OperatorNetwork, build_network
 from desk.story.platform import Platform
 from desk.story.processes import guarded
 
@@ -27,6 +28,9 @@ def read_arguments():
     parser.add_argument("--scenario", type=pathlib.Path, metavar="FILE",
                         help="a gateway that meets the answers of this scenario (nuvek-platform(1)) until both its results "
                              "are taken")
+    parser.add_argument("--foreign", type=int, nargs="?", const=foreign.EXCHANGES, metavar="N",
+                        help="a network that loses, delays and reorders, goes dark, and has name servers that are silent or "
+                             f"lie; N exchanges in each weather, {foreign.EXCHANGES} by default: three minutes")
     parser.add_argument("--fast", action="store_true", help=f"the gateway's clock runs {FAST} times fast: a story in at most "
                                                             "15 s")
     parser.add_argument("--stay", action="store_true", help="keep the desk up afterwards, for driving it with a browser and "
@@ -34,8 +38,11 @@ def read_arguments():
     parser.add_argument("--loopback", action="store_true", help="no network namespaces, also where they are allowed")
     parser.add_argument("--agent", type=pathlib.Path, metavar="PROGRAM", default=BIN / "nuvek", help="another build's agent")
     arguments = parser.parse_args()
-    if arguments.faults and arguments.scenario:
-        parser.error("--faults and --scenario are two stories")
+    stories = [f"--{name}" for name in ("faults", "scenario", "foreign") if getattr(arguments, name)]
+    if len(stories) > 1:
+        parser.error(f"{' and '.join(stories)} are two stories")
+    if arguments.foreign is not None and (arguments.foreign < 1 or arguments.fast or arguments.loopback):
+        parser.error("--foreign: a number from 1, in real time and on namespaces")
     if arguments.scenario and not arguments.scenario.is_file():
         parser.error(f"no such scenario: {arguments.scenario}")
     if arguments.agent != BIN / "nuvek" and not os.access(arguments.agent, os.X_OK):
@@ -44,12 +51,14 @@ def read_arguments():
 
 
 def chosen_story(arguments):
-    """What it is called, its module, and the platform's scenario."""
+    """What it is called, what plays it, and the platform's scenario."""
     if arguments.scenario:
-        return f"the scenario {arguments.scenario.name}", scenario, arguments.scenario.absolute()
+        return f"the scenario {arguments.scenario.name}", scenario.play, arguments.scenario.absolute()
     if arguments.faults:
-        return "the unhappy story", faults, "faults.yaml"
-    return "the happy story", tale, "story.yaml"
+        return "the unhappy story", faults.play, "faults.yaml"
+    if arguments.foreign:
+        return "the story of a foreign network", functools.partial(foreign.play, arguments.foreign), "foreign.yaml"
+    return "the happy story", tale.play, "story.yaml"
 
 
 def summarise(gateway, platform):
@@ -67,8 +76,8 @@ def play(arguments, folder):
     step("The desk is set up")
     listener = stay.listen() if arguments.stay else None
     options = stay.console_options(listener, folder / "control") if listener else None
-    title, story, answers = chosen_story(arguments)
-    network = build_network(arguments.loopback, folder)
+    title, play_story, answers = chosen_story(arguments)
+    network = build_network(arguments.loopback, folder, ForeignNetwork if arguments.foreign else OperatorNetwork)
     tell(network.described)
     gateway = Gateway(folder, network, GatewayClock(FAST if arguments.fast else 1), arguments.agent.absolute())
     platform = Platform(folder, network, answers, options)
@@ -77,7 +86,7 @@ def play(arguments, folder):
         if listener:
             console.passing_time[0] = Control(folder / "control", desk.answer).serve_for
             tell(f"the console, from now on: http://127.0.0.1:{listener.getsockname()[1]}/")
-        story.play(network, gateway, platform)
+        play_story(network, gateway, platform)
         summarise(gateway, platform)
         if listener:
             stay.stay(listener, desk, console.passing_time[0])

@@ -7,7 +7,7 @@ import subprocess
 
 from desk.story.processes import LIBC
 
-CLONE_NEWNS, CLONE_NEWUSER = 0x00020000, 0x10000000
+CLONE_NEWNS, CLONE_NEWUSER, CLONE_NEWNET = 0x00020000, 0x10000000, 0x40000000
 MS_BIND, MS_REC, MS_PRIVATE = 0x1000, 0x4000, 0x40000
 
 # By its whole path: an ordinary user's PATH lacks the folder, and the agent's holds what a story wants it to find.
@@ -54,6 +54,11 @@ class Hosts:
     def inside(self, name):
         """The words ahead of a command that is to run on this host."""
         return [NSENTER, f"--net={self.folder / name}"]
+
+    def enter(self, name):
+        """Moves the calling thread, and no other, to this host."""
+        with open(self.folder / name, "rb") as namespace:
+            checked(LIBC.setns(namespace.fileno(), CLONE_NEWNET), f"setns {name}")
 
     def ip(self, name, *words):
         run([*self.inside(name), IP, *words])

@@ -8,6 +8,7 @@ import subprocess
 from desk.story.console import tell, wait_for
 from desk.story.namespaces import Hosts, enter_private_mounts, resolve_by
 from desk.story.processes import end_group, start
+from desk.story.weather import Cable
 
 PLATFORM_NAMES = ("nuvek-p1.test", "nuvek-p2.test")
 TRACE_NAME = "trace.test"
@@ -81,6 +82,7 @@ class OperatorNetwork:
     local_port = 17999
     platform_address = "10.99.3.2"
     dead_address = "10.99.3.1"  # the router before it refuses
+    name_server_address = "10.99.4.2"
     gateway_address = "10.99.0.1"
     agent_environment: dict = {}
     hosts = tuple((name, title, addresses(name)) for name, title in TITLES.items())
@@ -90,47 +92,71 @@ class OperatorNetwork:
         self.described = "an operator network: LAN client, gateway, two routers, platform host, name server"
         if os.geteuid() != 0:
             self.described += " (in a user namespace)"
+        self.folder = folder
         self.name_server = None
         enter_private_mounts()
         self.namespaces = Hosts(folder / "net", TITLES)
         self.inside = self.namespaces.inside
-        resolve_by(folder, "nameserver 10.99.4.2\noptions timeout:1 attempts:1\n")
-        self.build(folder)
+        resolve_by(folder, f"nameserver {self.name_server_address}\noptions timeout:1 attempts:1\n")
+        self.build()
 
-    def build(self, folder):
+    def build(self):
         for name in TITLES:
             self.namespaces.ip(name, "link", "set", "lo", "up")
         for number, (first, second) in enumerate(LINKS):
-            self.namespaces.link(first, second, f"10.99.{number}.1/24", f"10.99.{number}.2/24")
+            self.link(first, second, f"10.99.{number}.1/24", f"10.99.{number}.2/24")
         for name in ("gw", "r1", "r2"):
             self.namespaces.set_kernel(name, "ip_forward", 1)
             # A trace with three probes a hop must not meet the kernel's limit on ICMP answers.
             self.namespaces.set_kernel(name, "icmp_ratelimit", 0)
         for name, destination, by in ROUTES:
             self.namespaces.ip(name, "route", "add", destination, "via", by)
-        self.start_name_server(folder)
-        wait_for("the name server", lambda: is_listening(self.name_server.pid, "udp", 53), 5)
+        self.start_name_server()
 
-    def start_name_server(self, folder):
+    def link(self, *ends_and_addresses):
+        self.namespaces.link(*ends_and_addresses)
+
+    def start_name_server(self):
         records = [f"--host-record={name},{self.platform_address}" for name in (*PLATFORM_NAMES, TRACE_NAME)]
         records += ["--host-record=edge.test,10.99.1.1", "--host-record=core.test,10.99.2.2"]
         # In its debug mode it changes no user, which the root of a user namespace could not do.
         self.name_server = start(
             [*self.inside("dns"), shutil.which("dnsmasq") or "/usr/sbin/dnsmasq", "--no-daemon", "--no-resolv", "--no-hosts",
-             "--conf-file=/dev/null", f"--pid-file={folder}/dnsmasq.pid", *records],
+             "--conf-file=/dev/null", f"--pid-file={self.folder}/dnsmasq.pid", *records],
             stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        wait_for("the name server", lambda: is_listening(self.name_server.pid, "udp", 53), 5)
+
+    def stop_name_server(self):
+        if self.name_server is not None:
+            end_group(self.name_server)
+        self.name_server = None
 
     def close(self):
         """The namespaces themselves go with the last process in them."""
-        if self.name_server is not None:
-            end_group(self.name_server)
+        self.stop_name_server()
 
 
-def build_network(loopback_only, folder):
+class ForeignNetwork(OperatorNetwork):
+    """The same with a cable between the routers that has weather."""
+
+    cable = None
+
+    def link(self, first, second, first_address, second_address):
+        if (first, second) != ("r1", "r2"):
+            super().link(first, second, first_address, second_address)
+            return
+        ends = ((first, f"to-{second}"), (second, f"to-{first}"))
+        self.cable = Cable(self.namespaces, ends)
+        for (host, device), address in zip(ends, (first_address, second_address)):
+            self.namespaces.ip(host, "address", "add", address, "dev", device)
+            self.namespaces.ip(host, "link", "set", device, "up")
+
+
+def build_network(loopback_only, folder, kind=OperatorNetwork):
     if loopback_only:
         return Loopback()
     try:
-        return OperatorNetwork(folder)
+        return kind(folder)
     except (OSError, subprocess.CalledProcessError) as error:
         reason = (getattr(error, "stderr", None) or str(error)).strip()
         tell(f"this machine allows no network namespaces ({reason})")

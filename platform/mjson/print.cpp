@@ -7,25 +7,19 @@
 namespace mjson {
 namespace {
 
-// What the text is put into: one only counts, the other keeps it where there is room for it.
-struct Counter {
-  size_t length = 0;
+// Counts what is put into it, and keeps it when there is memory.
+struct Output {
+  char* memory;
+  size_t length;
 
-  void put(char) { length++; }
-  void put(const char*, size_t text_length) { length += text_length; }
-};
-
-struct Writer {
-  char* end;
-
-  void put(char byte) { *end++ = byte; }
   void put(const char* text, size_t text_length) {
-    memcpy(end, text, text_length);
-    end += text_length;
+    if (memory != nullptr) memcpy(memory + length, text, text_length);
+    length += text_length;
   }
+  void put(char byte) { put(&byte, 1); }
+  void put(const char* text) { put(text, strlen(text)); }
 };
 
-template <typename Output>
 void put_head(const json_value& value, Output& output) {
   switch (value.kind) {
     case Kind::kObject:
@@ -34,23 +28,21 @@ void put_head(const json_value& value, Output& output) {
       return output.put('[');
     case Kind::kString:
       output.put('"');
-      output.put(value.text(), value.length);
+      output.put(value.text());
       output.put('"');
       if (is_label(value)) output.put(':');
       return;
     case Kind::kNumber:
     case Kind::kLiteral:
-      return output.put(value.text(), value.length);
+      return output.put(value.text());
   }
 }
 
-template <typename Output>
 void put_tail(const json_value& value, Output& output) {
   if (value.kind == Kind::kObject) output.put('}');
   if (value.kind == Kind::kArray) output.put(']');
 }
 
-template <typename Output>
 void put_tree(const json_value* root, Output& output) {
   const json_value* node = root;
   for (;;) {
@@ -79,13 +71,12 @@ int json_tree_to_string(const json_value* root, char** text) {
   // A label alone is half of a member and no JSON text.
   if (root == nullptr || mjson::is_label(*root)) return JSON_BAD_TREE;
 
-  mjson::Counter counter;
-  mjson::put_tree(root, counter);
-  auto* const memory = static_cast<char*>(malloc(counter.length + 1));
-  if (memory == nullptr) return JSON_NO_MEMORY;
-  mjson::Writer writer = {memory};
-  mjson::put_tree(root, writer);
-  *writer.end = '\0';
-  *text = memory;
+  mjson::Output size = {nullptr, 0};
+  mjson::put_tree(root, size);
+  mjson::Output output = {static_cast<char*>(malloc(size.length + 1)), 0};
+  if (output.memory == nullptr) return JSON_NO_MEMORY;
+  mjson::put_tree(root, output);
+  output.memory[output.length] = '\0';
+  *text = output.memory;
   return JSON_OK;
 }

@@ -1,18 +1,16 @@
 // The document tree itself: making values, putting them together, finding and releasing them.
 #include "platform/mjson/tree.h"
 
+#include <cstdlib>
 #include <cstring>
-
-#include "platform/mjson/memory.h"
 
 namespace mjson {
 
 json_value* new_value(Kind kind, const char* text, size_t length) {
-  const auto kept_length = static_cast<uint32_t>(length);
-  if (kept_length != length) return nullptr;
-  json_value* const value = take_place(sizeof(json_value) + length + 1);
+  auto* value = static_cast<json_value*>(malloc(sizeof(json_value) + length + 1));
   if (value == nullptr) return nullptr;
-  *value = {nullptr, nullptr, nullptr, nullptr, kept_length, value->distance, kind};
+  *value = {};
+  value->kind = kind;
   memcpy(value->text(), text, length);
   value->text()[length] = '\0';
   return value;
@@ -53,7 +51,6 @@ bool takes(const json_value& parent, const json_value& child) {
 
 // Releases leaf after leaf: each child is unhooked before the walk steps down to it, and the way back is its parent.
 void free_tree(json_value* root) {
-  Leaving leaving;
   json_value* node = root;
   while (node != nullptr) {
     json_value* child = node->first_child;
@@ -62,7 +59,7 @@ void free_tree(json_value* root) {
       node = child;
     } else {
       json_value* parent = node->parent;
-      leaving.add(node);
+      free(node);
       node = parent;
     }
   }
@@ -90,9 +87,8 @@ int json_insert_child(json_value* parent, json_value* child) {
 
 json_value* json_find_first_label(const json_value* object, const char* name) {
   if (object == nullptr || name == nullptr || object->kind != Kind::kObject) return nullptr;
-  const size_t length = strlen(name);
   json_value* label = object->first_child;
-  while (label != nullptr && (label->length != length || memcmp(label->text(), name, length) != 0)) label = label->next;
+  while (label != nullptr && strcmp(label->text(), name) != 0) label = label->next;
   return label;
 }
 

@@ -16,7 +16,7 @@ enum class Kind : uint8_t { kObject, kArray, kString, kNumber, kLiteral };
 
 }  // namespace mjson
 
-// Right behind a value stands its NUL-terminated text. A label is a string with a child.
+// One allocation holds a value and, right behind it, its NUL-terminated text. A label is a string with a child.
 //
 // The links to parent and sibling are enough to walk, print and release a tree without recursion, however deep it is.
 struct json_value {
@@ -24,8 +24,6 @@ struct json_value {
   json_value* next;  // the following child of the same parent
   json_value* first_child;
   json_value* last_child;
-  uint32_t length;    // of the text
-  uint16_t distance;  // from the beginning of its block (memory.h)
   mjson::Kind kind;
 
   char* text() { return reinterpret_cast<char*>(this + 1); }

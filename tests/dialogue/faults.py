@@ -222,7 +222,8 @@ def trace(clock):
 
 
 def play_life(folder, first, count, struck):
-    """Plays the dialogues of `count` seeds in one life and adds to `struck`. Returns what went wrong, or None."""
+    """Plays the dialogues of `count` seeds in one life and adds to `struck`. Returns the seed that failed and what went wrong,
+    or None."""
     folder.mkdir()
     life = Life(folder)
     seed = first
@@ -235,12 +236,22 @@ def play_life(folder, first, count, struck):
                 struck[kind] += number
         life.agent.stop()
     except Exception:  # whatever it is: the seed must be told, and the other lives played
-        return "seed %d: %s\n%s\nrepeat with: script/faults %d %d" % (
-            seed, traceback.format_exc(), life.agent.state(), seed - first + 1, first)
+        return seed, traceback.format_exc() + "\n" + life.agent.state()
     finally:
         life.agent.kill()
         shutil.rmtree(folder)
     return None
+
+
+def shortest(folder, first, failed):
+    """The latest seed that a life can begin with and still fail at `failed`, of those 0, 1, 3, 7 ... dialogues ahead of it."""
+    ahead = 0
+    while failed - ahead > first:
+        again = play_life(folder / "again", failed - ahead, ahead + 1, dict.fromkeys(FAULTS, 0))
+        if again and again[0] == failed:
+            return failed - ahead
+        ahead = 2 * ahead + 1
+    return first
 
 
 def play(folder, dialogues, seed):
@@ -250,8 +261,10 @@ def play(folder, dialogues, seed):
     for first in range(seed, seed + dialogues, DIALOGUES_PER_LIFE):
         failure = play_life(folder / str(first), first, min(DIALOGUES_PER_LIFE, seed + dialogues - first), struck)
         if failure:
-            failures.append(failure)
-            print("faults: " + failure, file=sys.stderr)
+            failed, why = failure
+            begin = shortest(folder, first, failed)
+            failures.append("seed %d: %s\nrepeat with: script/faults %d %d" % (failed, why, failed - begin + 1, begin))
+            print("faults: " + failures[-1], file=sys.stderr)
     return struck, failures
 
 

@@ -50,6 +50,8 @@ def test_a_post_is_answered_0_though_the_store_takes_nothing(gateway):
     ("Longitude", "1e60", "Long", b" inf "),
     ("AreaCode", "11\x010101", "AreaCode", b"\"11\x010101\""),
     ("AreaCode", "Lat", "AreaCode", b'"Lat","GISLockTime":  ,'),  # the quotes behind the name of a number are blanked
+    ("AreaCode", r"\q", "AreaCode", rb'"\q"'),
+    ("AreaCode", 8 * "é", "AreaCode", b'"%s"' % (8 * "é").encode()[:15]),  # cut to its field in the middle of a letter
 ])
 def test_one_post_can_make_the_registration_unreadable_and_the_store_cures_it(gateway, member, text, name, sent):
     agent = gateway(DEVICE_STORE)

@@ -11,6 +11,7 @@ namespace {
 
 namespace http = boost::beast::http;
 using namespace desk::console;
+using desk::Json;
 
 std::optional<Request> read(const std::string& bytes) {
   http::request_parser<http::string_body> parser;

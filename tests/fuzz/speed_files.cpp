@@ -5,10 +5,9 @@
 #include "platform/mjson.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/gateway.h"
+#include "tests/fuzz/message_rules.h"
 
 namespace {
-
-constexpr size_t kRequestSize = 2047;  // characters that a request can have
 
 constexpr const char* kFiles[] = {
     "/var/httpSpeed",
@@ -53,7 +52,7 @@ void check_message(fuzz::Gateway& gateway) {
   nuvek_speed_test_Report(&g_devinfo, &g_server_Arg);
   const std::string request = gateway.platform.take_received();
   FUZZ_CHECK(request.compare(0, 21, "POST /reg/ HTTP/1.1\r\n") == 0);
-  FUZZ_CHECK(request.size() <= kRequestSize);
+  FUZZ_CHECK(request.size() <= fuzz::kRequestCharacters);
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // Stands in for the memory allocator: counts the allocations of the agent, the document-tree library and the C library
-// on their behalf, and lets one fail. The recorder's own are left alone. Each value of a document and each reading of
-// one count, too: the desk's library keeps many values in one piece of memory, a gateway's need not.
+// on their behalf, and lets one fail. The recorder's own are left alone.
+#include <dlfcn.h>
 #include <unistd.h>
 
 #include <array>
@@ -10,7 +10,6 @@
 
 #include "control.h"
 #include "faults.h"
-#include "platform/mjson.h"
 #include "world.h"
 
 namespace {
@@ -84,12 +83,10 @@ void forget(void* place) {
   }
 }
 
-bool is_refused() { return is_counted() && (must_fail() || faults::strikes(faults::memory)); }
-
 template <typename Call>
 void* allocate(Call call) {
   if (!is_counted()) return call();
-  if (is_refused()) {
+  if (must_fail() || faults::strikes(faults::memory)) {
     errno = ENOMEM;
     return nullptr;
   }
@@ -119,32 +116,5 @@ void* realloc(void* old, size_t size) {
 void free(void* place) {
   if (place != nullptr && world::is_played()) forget(place);
   real().free(place);
-}
-
-json_value* json_new_object(void) {
-  static const auto behind = world::behind(&json_new_object, "json_new_object");
-  return is_refused() ? nullptr : behind();
-}
-
-json_value* json_new_array(void) {
-  static const auto behind = world::behind(&json_new_array, "json_new_array");
-  return is_refused() ? nullptr : behind();
-}
-
-json_value* json_new_string(const char* text) {
-  static const auto behind = world::behind(&json_new_string, "json_new_string");
-  return is_refused() ? nullptr : behind(text);
-}
-
-json_value* json_new_number(const char* text) {
-  static const auto behind = world::behind(&json_new_number, "json_new_number");
-  return is_refused() ? nullptr : behind(text);
-}
-
-int json_parse_document(json_value** root, const char* text) {
-  static const auto behind = world::behind(&json_parse_document, "json_parse_document");
-  if (!is_refused()) return behind(root, text);
-  *root = nullptr;
-  return JSON_NO_MEMORY;
 }
 }

@@ -82,11 +82,19 @@ void note_connect(int fd) {
   record_call("connect %d %d %s", fd, own_port(fd), text_of(peer).c_str());
 }
 
+// Makes `fd` the connection that the test has made.
+int take_over(int fd, int connection) {
+  const int result = dup3(connection, fd, O_CLOEXEC);
+  close(connection);
+  return result == -1 ? -1 : 0;
+}
+
 // Notes the client as well, which may have gone again, so that the socket no longer knows it. `call` makes the real
 // one.
 template <typename Call>
-int accept_and_note(sockaddr* address, socklen_t* size, Call call) {
+int accept_and_note(int fd, sockaddr* address, socklen_t* size, Call call) {
   if (!world::is_played()) return call(address, size);
+  if (step::is_here()) return step::stop("accept " + std::to_string(fd)).number();
   if (fails_with_errno(kNetwork, "accept", {ECONNABORTED, EMFILE, ENFILE, ENOBUFS, ENOMEM, EINTR, EPERM})) return -1;
   sockaddr_in peer{};
   socklen_t peer_size = sizeof peer;
@@ -162,16 +170,18 @@ int setsockopt(int fd, int level, int option, const void* value, socklen_t size)
 
 int connect(int fd, const sockaddr* address, socklen_t size) {
   static const auto real = world::behind(&connect, "connect");
+  step::Answer answer{"go", ""};
   if (in_step()) {
     const faults::Aside aside;
-    const step::Answer answer = step::stop("connect " + std::to_string(fd) + " " + text_of(address));
+    answer = step::stop("connect " + std::to_string(fd) + " " + text_of(address));
     if (answer.is("errno")) return static_cast<int>(fail_with(answer.error()));
   }
   if (fails_with_errno(kNetwork, "connect",
                        {ECONNREFUSED, ENETUNREACH, EHOSTUNREACH, ETIMEDOUT, EINPROGRESS, EINTR, EADDRNOTAVAIL})) {
     return -1;
   }
-  const int result = pass(faults::connect, [&] { return real(fd, address, size); });
+  const int result = pass(
+      faults::connect, [&] { return answer.is("value") ? take_over(fd, answer.number()) : real(fd, address, size); });
   if (result == 0 && world::is_played()) note_connect(fd);
   if (result != 0 && world::is(world::Kind::year)) year::witness_refusal();
   return result;
@@ -179,13 +189,13 @@ int connect(int fd, const sockaddr* address, socklen_t size) {
 
 int accept(int fd, sockaddr* __restrict address, socklen_t* __restrict size) {
   static const auto real = world::behind(&accept, "accept");
-  return accept_and_note(address, size,
+  return accept_and_note(fd, address, size,
                          [&](sockaddr* peer, socklen_t* peer_size) { return real(fd, peer, peer_size); });
 }
 
 int accept4(int fd, sockaddr* __restrict address, socklen_t* __restrict size, int flags) {
   static const auto real = world::behind(&accept4, "accept4");
-  return accept_and_note(address, size,
+  return accept_and_note(fd, address, size,
                          [&](sockaddr* peer, socklen_t* peer_size) { return real(fd, peer, peer_size, flags); });
 }
 

@@ -20,6 +20,9 @@ enum Word {
 uint32_t read(Word word);
 void write(Word word, uint32_t value);
 
+// Makes the words this process's own, all 0, instead of a file's.
+void begin_here();
+
 // Adds 1 to a word of which the agent is the only writer.
 void count(Word word);
 

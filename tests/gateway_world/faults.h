@@ -26,6 +26,19 @@ class Aside {
 
 bool is_aside();
 
+// While one lives, what the thread does is the agent's after all: where the test is in the agent's process, it calls
+// the agent from within a stop.
+class AsAgent {
+ public:
+  AsAgent();
+  ~AsAgent();
+  AsAgent(const AsAgent&) = delete;
+  AsAgent& operator=(const AsAgent&) = delete;
+
+ private:
+  int aside_;
+};
+
 // Whether the next call of this kind fails. The draw depends on the seed, the kind and the number of the kind's calls
 // since the seed was set, so that a seed brings the same faults to each kind however the kinds follow each other.
 // `draw`, when given, receives a number from which the caller takes the rest of its choice.

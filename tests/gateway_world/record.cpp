@@ -9,6 +9,7 @@
 
 #include "control.h"
 #include "faults.h"
+#include "step.h"
 
 namespace {
 
@@ -33,6 +34,7 @@ class Journal {
 }  // namespace
 
 void record(const std::string& line) {
+  if (step::is_here()) return;  // it has been told
   const int error = errno;
   const faults::Aside aside;
   static const Journal journal("record");
@@ -50,6 +52,7 @@ void record_call(const char* format, ...) {
 }
 
 void record_console(const std::string& text) {
+  if (step::is_here()) return;
   const faults::Aside aside;
   static const Journal console("console");
   console.append(text);

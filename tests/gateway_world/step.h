@@ -13,6 +13,7 @@
 #ifndef NUVEK_TESTS_GATEWAY_WORLD_STEP_H
 #define NUVEK_TESTS_GATEWAY_WORLD_STEP_H
 
+#include <functional>
 #include <string>
 
 namespace step {
@@ -26,6 +27,10 @@ struct Answer {
 };
 
 void begin();
+
+// The test is in this process: `player` is told each stop, and each call that could be one, and answers. Null ends it.
+void begin_here(std::function<Answer(const std::string& where)> player);
+bool is_here();
 
 // Stands still until the test lets this thread go on. Keeps errno.
 Answer stop(const std::string& where);

@@ -1,6 +1,8 @@
 // A configuration store in memory that records each call, or a witness of the calls to the gateway's own. It begins as
 // the file "store.1" says; the test plays the gateway's other software by writing the next such file and counting up
 // the word store_edits. Each file is taken once.
+#include "store.h"
+
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -91,6 +93,22 @@ int commit_in_memory(const char* node) {
 }
 
 }  // namespace
+
+namespace store_in_memory {
+
+void clear() {
+  store().values.clear();
+  store().nodes.clear();
+}
+
+void put(const std::string& name, const std::string& value) { store().put(name, value); }
+
+const std::string* find(const std::string& name) {
+  const auto found = store().values.find(name);
+  return found == store().values.end() ? nullptr : &found->second;
+}
+
+}  // namespace store_in_memory
 
 extern "C" {
 

@@ -15,10 +15,10 @@
 //   library
 //
 // Programs that the agent starts do not get the library, and the agent ends with the process that started it.
+//
+// The fuzz targets have the same code in one process with the agent's (inside.h).
 #ifndef NUVEK_TESTS_GATEWAY_WORLD_WORLD_H
 #define NUVEK_TESTS_GATEWAY_WORLD_WORLD_H
-
-#include <dlfcn.h>
 
 namespace world {
 
@@ -33,10 +33,14 @@ inline bool is_played() { return is(Kind::step) || is(Kind::free); }
 
 bool has_store_in_memory();
 
-// The function of the same name behind this library.
+void begin(Kind kind, bool store_in_memory);
+
+// The function of the same name behind this library: a sanitizer's, which looks at the call first, where one is linked
+// into the same program.
+void* behind(const char* name);
 template <typename Function>
 Function* behind(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+  return reinterpret_cast<Function*>(behind(name));
 }
 
 }  // namespace world

@@ -45,14 +45,15 @@ int open_notes(const char* name) {
   return open(control::file(name).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
 }
 
-int requests() {
-  static const int fd = open_notes("requests");
-  return fd;
-}
+// Both at once, so that the agent's descriptors do not seem to grow with its first answer.
+struct Notes {
+  int requests = open_notes("requests");
+  int answers = open_notes("answers");
+};
 
-int answers() {
-  static const int fd = open_notes("answers");
-  return fd;
+const Notes& notes() {
+  static const Notes files;
+  return files;
 }
 
 long long real_us() {
@@ -78,15 +79,16 @@ bool is_empty(const char* path) {
 // Lets the clock go and the timer thread look at its timers.
 void pass(uint32_t seconds) {
   pthread_mutex_lock(&g_lock);
-  control::write(control::clock_s, control::read(control::clock_s) + seconds);
+  const uint32_t now_s = control::read(control::clock_s);
+  control::write(control::clock_s, now_s + seconds);
+  if (now_s + seconds < now_s) control::count(control::clock_era);
   control::write(control::uptime_s, control::read(control::uptime_s) + seconds);
+  control::write(control::to_go_s, control::read(control::to_go_s) - seconds);
   ++g_steps;
   pthread_cond_broadcast(&g_moved);
   while (g_ticked != g_steps) pthread_cond_wait(&g_moved, &g_lock);
   pthread_mutex_unlock(&g_lock);
 }
-
-uint32_t seconds_to_go() { return control::read(control::target_s) - control::read(control::clock_s); }
 
 int ready_within(int count, fd_set* readable, suseconds_t time_us) {
   static const auto real = world::behind(&::select, "select");
@@ -99,7 +101,7 @@ int ready_within(int count, fd_set* readable, suseconds_t time_us) {
 
 // Waits without time where the soak has stopped the clock. Returns what is readable, or 0 once the clock may go on.
 int park(int count, fd_set* readable) {
-  while (seconds_to_go() == 0) {
+  while (control::read(control::to_go_s) == 0) {
     control::write(control::heap_bytes, static_cast<uint32_t>(mallinfo2().uordblks));
     control::write(control::parked, 1);
     const int ready = ready_within(count, readable, kPark_us);
@@ -124,7 +126,7 @@ int wait_for_input(int count, fd_set* readable, time_t timeout_s) {
   while (ready <= 0 && left_s != 0) {
     ready = park(count, readable);
     if (ready > 0) break;
-    const uint32_t step_s = std::min(left_s, seconds_to_go());
+    const uint32_t step_s = std::min(left_s, control::read(control::to_go_s));
     pass(step_s);
     left_s = is_turn ? 0 : left_s - step_s;
     if (!is_turn) ready = ready_within(count, readable, 0);
@@ -152,7 +154,7 @@ void begin_turn() {
 // "TURN UPTIME ID" of each request that went out; the periodic report has no ID.
 void note_request(const char* request) {
   const char* id = strstr(request, "\"ID\":");
-  dprintf(requests(), "%u %u %ld\n", control::read(control::turns), control::read(control::uptime_s),
+  dprintf(notes().requests, "%u %u %ld\n", control::read(control::turns), control::read(control::uptime_s),
           id == nullptr ? 0 : strtol(id + 5, nullptr, 10));
 }
 
@@ -161,7 +163,7 @@ void note_answers(std::string_view block) {
   constexpr std::string_view kResultResponse = "\"ResultResponse\",\"ID\":";
   for (size_t at = 0; (at = block.find(kResultResponse, at)) != std::string_view::npos;) {
     at += kResultResponse.size();
-    dprintf(answers(), "%ld\n", strtol(std::string(block.substr(at)).c_str(), nullptr, 10));
+    dprintf(notes().answers, "%ld\n", strtol(std::string(block.substr(at)).c_str(), nullptr, 10));
   }
 }
 

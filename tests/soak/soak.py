@@ -1,5 +1,7 @@
-"""A gateway's year in minutes: soak.py [DAYS] [SEED]. Plays it, accounts for it, ends with 1 when anything is off."""
+"""A gateway's year in minutes: soak.py [DAYS] [SEED] [DATE] [MINUTES]. Plays it, accounts for it, ends with 1 when anything is
+off."""
 import collections
+import datetime
 import heapq
 import itertools
 import pathlib
@@ -17,6 +19,10 @@ DAY_S = 86400
 WEEK_S = 7 * DAY_S
 MONTH_DAYS = 30
 YEAR_DAYS = 366
+DRAWN_DAYS = 3652  # ten years
+FIRST_DAY = "2024-01-01"
+REPORT_CYCLE_MIN = 1440
+UNSET_S = DAY_S  # without a time at the beginning, half of it before 1970
 TEST_SLACK_S = 4 * 5120  # a test waits while the result of the one before is being put off
 LOCAL_WAIT_S = 10  # that a client of the local port may keep the main loop waiting
 LONGEST_TURN_S = 6  # of work: three messages, each two attempts to connect of a second each
@@ -36,8 +42,9 @@ PACKAGES = ("DeviceInfo", "GISInfoA", "GISInfoB", "Interface", "Counter", "Unkno
 
 
 class Soak:
-    def __init__(self, world, days, seed):
+    def __init__(self, world, days, seed, first_s, report_cycle_s):
         self.world, self.days, self.random = world, days, random.Random(seed)
+        self.first_s, self.report_cycle_s = first_s, report_cycle_s
         self.wrong = []
         self.lost = collections.Counter()
         self.happened = collections.Counter()
@@ -71,7 +78,7 @@ class Soak:
             self.again(least_days, most_days, action)
 
     def play(self):
-        self.world.turn_on()
+        self.pass_time_unset()
         self.begin()
         self.plan()
         while self.events and self.events[0][0] <= self.days * DAY_S:
@@ -91,7 +98,7 @@ class Soak:
     def fair(self):
         refused = [self.random.choice((-3, -2)) for _ in range(self.random.randint(0, 3))]
         gets = [["NUVEK." + package for package in self.random.sample(PACKAGES, self.random.randint(0, len(PACKAGES)))]
-                for _ in range(12)]
+                for _ in range(12 * DAY_S // self.report_cycle_s)]
         self.world.set_platform(PRIMARY, f"Report: {{gets: {gets}}}\nSiteSpeed: {{codes: {[*refused, 0]}}}\n"
                                          "TraceRoute: {gets: [[NUVEK.Counter]]}\n")
 
@@ -159,10 +166,20 @@ class Soak:
         self.happened["silent local clients"] += len(clients)
         self.again(30, 60, self.silent_clients)
 
-    def begin(self):
-        """Located while the platform is down; registered once it is up."""
+    def pass_time_unset(self):
+        """A clock that ran on from before 1970 and yet is marked as right: it does not open the gate."""
         self.world.set_platform(None)
+        self.world.gateway.set_clock()
+        self.world.turn_on(-UNSET_S // 2)
         self.require(self.world.post_location() == 0, "the location was not taken")
+        self.world.advance(UNSET_S)
+        seen = self.world.control.get
+        self.require(self.world.now == UNSET_S // 2 and seen("turns") > UNSET_S // STEP_S - 2, "the clock did not run")
+        self.require(not seen("reports") and not seen("refused_connects"), "it reported by a clock that nobody had set")
+
+    def begin(self):
+        """The clock is right while the platform is down; registered once it is up."""
+        self.world.synchronise(self.first_s)
         self.pass_to(3600)
         self.fair()
         self.pass_to(7200)
@@ -172,7 +189,7 @@ class Soak:
         now = self.world.now
         reported_s = now - self.world.stamp("LastInformTime")
         measured_s = now - self.world.stamp("LastSpeedTime")
-        self.require(0 <= reported_s <= DAY_S + STEP_S, f"the last report is {reported_s} s old")
+        self.require(0 <= reported_s <= self.report_cycle_s + STEP_S, f"the last report is {reported_s} s old")
         self.require(-LARGEST_CORRECTION_S <= measured_s <= WEEK_S + TEST_SLACK_S, f"the last speed test is {measured_s} s old")
         self.world.set_line(self.random.random() > 0.2)
         self.world.set_trace(self.random.randint(0, 2))
@@ -265,28 +282,33 @@ def draw(samples):
     curves = [(f"{name}, 100 % = {firsts[column]}", [(day, 100 * figures[column] / firsts[column])
                                                      for day, _, figures in samples])
               for column, (name, _) in enumerate(FIGURES)]
-    write_chart(PROJECT / "docs" / "soak.svg", "A year of one gateway", "day", "% of the first sample", curves)
+    write_chart(PROJECT / "docs" / "soak.svg", "Ten years of one gateway", "day", "% of the first sample", curves)
 
 
 def main():
-    days = int(sys.argv[1]) if len(sys.argv) > 1 else YEAR_DAYS
-    seed = int(sys.argv[2]) if len(sys.argv) > 2 else random.SystemRandom().randrange(1 << 31)
-    print(f"soak: {days} days, seed {seed}\n", flush=True)
+    words = dict(enumerate(sys.argv))
+    days = int(words.get(1, YEAR_DAYS))
+    seed = int(words.get(2, random.SystemRandom().randrange(1 << 31)))
+    date = words.get(3, FIRST_DAY)
+    report_cycle_min = int(words.get(4, REPORT_CYCLE_MIN))
+    first_s = int(datetime.datetime.fromisoformat(date + "T00:00+00:00").timestamp())
+    print(f"soak: {days} days from {date}, seed {seed}, a report every {report_cycle_min} minutes\n", flush=True)
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # the agent and the platform server end with us
     begin = time.monotonic()
     with scratch() as name:
-        world = World(pathlib.Path(name))
-        soak = Soak(world, days, seed)
+        world = World(pathlib.Path(name), report_cycle_min)
+        soak = Soak(world, days, seed, first_s, report_cycle_min * 60)
         try:
             soak.play()
             show_and_check(soak, world, time.monotonic() - begin)
         finally:
             world.end()
-    if days >= YEAR_DAYS:
+    if days >= DRAWN_DAYS:
         draw(soak.samples)
     for line in soak.wrong:
         print(f"soak: WRONG, {line}")
-    print(f"soak: {'NOT all right' if soak.wrong else 'all right'}, repeat with: script/soak {days} {seed}")
+    print(f"soak: {'NOT all right' if soak.wrong else 'all right'}, repeat with: "
+          f"script/soak {days} {seed} {date} {report_cycle_min}")
     return 1 if soak.wrong else 0
 
 

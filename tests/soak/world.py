@@ -1,20 +1,23 @@
 """The soak's world: one gateway whose clock we hold, and the two platform servers that it knows."""
 import json
 import pathlib
+import re
 import shutil
 import signal
 import socket
 import time
 
 from bench.gateway import BUILD, Gateway, Platform
-from surroundings import Control, reserve_port
+from surroundings import Control, Lines, reserve_port
 
 WORLD_LIBRARY = BUILD / "tests" / "libgateway_world.so"
 COUNTERS = ("SuccessTask", "FailTask", "FailInform", "SuccessInform", "FailResult", "SuccessResult")
 PRIMARY, SECONDARY = "127.0.0.1", "127.0.0.2"
-FIRST_DAY = 1704067200  # 2024-01-01, UTC
+ERA_S = 1 << 32  # seconds are stored and shared as 32 bits; stamps go on in them until 2106
 STEP_S = 10  # how long an idle turn is on our clock; the timer service takes 60 and more for a corrected clock
 BOOT_S = 40  # from power to the agent's start
+UNSET_S = 60  # from there to a clock that is right: half of it before 1970
+READ_S = 2  # of real time, in which a platform on a busy machine has read what was sent
 HANG_S = 30  # of real time, far beyond anything that the agent may wait for
 
 # The gateway's helper programs, quick: how the line is and how long a trace goes on is up to the soak.
@@ -42,7 +45,7 @@ echo 4242""",
 
 
 class World:
-    def __init__(self, folder):
+    def __init__(self, folder, report_cycle_min):
         self.folder = folder
         clock = folder / "clock"
         clock.mkdir()
@@ -55,11 +58,14 @@ class World:
         self.gateway = Gateway(folder / "gateway", self.port, with_location=False, clock_is_set=False)
         self.root = self.gateway.root
         flash = self.root / "var/lib/tcapi/flash"
-        flash.write_text(flash.read_text().replace("[nuvek_Server]\n", f"[nuvek_Server]\nPlatDomain2={SECONDARY}\n"))
+        seed = flash.read_text().replace("[nuvek_Server]\n", f"[nuvek_Server]\nPlatDomain2={SECONDARY}\n")
+        flash.write_text(re.sub("ReportCycle=.*", f"ReportCycle={report_cycle_min}", seed))
         self._make_helpers()
         self.gateway.environment.update(PATH=f"{self.root}/bin:/usr/bin:/bin", TZ="CST-8", NUVEK_WORLD="year",
                                         NUVEK_WORLD_FOLDER=str(clock))
         self.starts = []  # number of requests at each start of the agent
+        self._never_arrived = 0
+        self._journal, self._new_in_journal = [], Lines(folder / "exchanges.jsonl")
 
     def _make_helpers(self):
         (self.root / "bin").mkdir()
@@ -82,8 +88,20 @@ class World:
     def set_platform(self, address, scenario=""):
         """One platform at this address, or none."""
         if self.platform is not None:
+            self._let_it_read()
             self.platform.stop()
         self.platform = Platform(self.folder, scenario, address, self.port) if address else None
+
+    def _let_it_read(self):
+        """A platform that is stopped has read what was sent to it; what never arrives, closed away by the agent, is waited for
+        once."""
+        def on_their_way():
+            return len(self.requests()) - sum(bool(entry["request"]) for entry in self.journal())
+
+        end = time.monotonic() + READ_S
+        while (missing := on_their_way()) > self._never_arrived and time.monotonic() < end:
+            time.sleep(0.01)
+        self._never_arrived = missing
 
     def local_client(self):
         return socket.create_connection(("127.0.0.1", int(self.gateway.environment["NUVEK_LOCAL_PORT"])), HANG_S)
@@ -97,23 +115,24 @@ class World:
 
     @property
     def now(self):
-        return self.control.get("clock_s")
+        era = self.control.get("clock_era")
+        return (-1 if era == ERA_S - 1 else era) * ERA_S + self.control.get("clock_s")
 
     def _set_clock(self, seconds):
-        self.control.set("clock_s", seconds)
-        self.control.set("target_s", seconds)
+        self.control.set("clock_era", seconds // ERA_S % ERA_S)
+        self.control.set("clock_s", seconds % ERA_S)
 
     def correct_clock(self, difference):
         self._set_clock(self.now + difference)
 
     def advance(self, seconds):
-        self.control.set("target_s", self.now + seconds)
+        self.control.set("to_go_s", seconds)
         self._wait_parked()
 
     def _wait_parked(self):
         """Until the agent has done all it has to do at the time to which we let the clock go."""
         turns, end = None, 0
-        while self.now != self.control.get("target_s") or not self.control.get("parked"):
+        while self.control.get("to_go_s") or not self.control.get("parked"):
             if self.gateway.process.poll() is not None:
                 raise SystemExit(f"soak: the agent ended by itself, status {self.gateway.process.returncode}")
             if turns != self.control.get("turns"):
@@ -130,13 +149,13 @@ class World:
         self.gateway.start("env", f"LD_PRELOAD={WORLD_LIBRARY}")
         self._wait_parked()
 
-    def turn_on(self, right_time=FIRST_DAY):
-        """From power to a clock that is right: until then the gateway is in 1970."""
-        (self.root / "tmp/timeSync").unlink(missing_ok=True)
+    def turn_on(self, time_s):
+        """With a clock that nobody has set."""
         self.control.set("uptime_s", BOOT_S)
-        self._set_clock(BOOT_S)
+        self._set_clock(time_s)
         self._start()
-        self.advance(60)
+
+    def synchronise(self, right_time):
         self._set_clock(right_time)
         self.gateway.set_clock()
 
@@ -151,7 +170,10 @@ class World:
         self.gateway.process.send_signal(signal.SIGKILL)
         self.gateway.process.wait()
         shutil.rmtree(self.root / "var/lib/tcapi/live")
-        self.turn_on(now + 100)
+        (self.root / "tmp/timeSync").unlink()
+        self.turn_on(-UNSET_S // 2)
+        self.advance(UNSET_S)
+        self.synchronise(now + 100)
         return before, self.counters()
 
     def end(self):
@@ -165,7 +187,7 @@ class World:
         return {name: int(self.gateway.tcapi("get", "nuvek_Counter", name) or 0) for name in COUNTERS}
 
     def stamp(self, name):
-        return int(self.gateway.tcapi("get", "nuvek_Common", name) or 0)
+        return int(self.gateway.tcapi("get", "nuvek_Common", name) or 0) % ERA_S  # written as a signed number
 
     def is_in_flash(self, name):
         return f"\n{name}=" in (self.root / "var/lib/tcapi/flash").read_text()
@@ -183,8 +205,8 @@ class World:
         return [identifier for identifier, in self._noted("answers")]
 
     def journal(self):
-        path = self.folder / "exchanges.jsonl"
-        return [json.loads(line) for line in path.read_text().splitlines()] if path.exists() else []
+        self._journal += [json.loads(line.encode("latin-1")) for line in self._new_in_journal.rest()]
+        return self._journal
 
     def sample(self):
         """Resident and private memory in kB, the heap in use in bytes, and open descriptors."""

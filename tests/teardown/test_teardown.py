@@ -104,8 +104,12 @@ def test_a_dialogue_in_the_middle_of_a_helper_program_that_hangs(tmp_path, way):
     assert run.leaves_nothing() != 0
 
 
-@pytest.mark.parametrize("line", range(1, 12))
-@pytest.mark.parametrize("place", ["--loopback", ""])
+# Of the long story: as its network is made, and in the middle of a name server's lies.
+LINES = [*((place, line) for place in ("--loopback", "") for line in range(1, 12)),
+         *(("--foreign", line) for line in (1, 2, 20))]
+
+
+@pytest.mark.parametrize("place, line", LINES)
 def test_a_story_that_is_hung_up_after_any_of_its_lines(tmp_path, place, line):
     words = [place] if place else []
     run = Run(tmp_path, sys.executable, "-B", "-m", "desk.story", *words)

@@ -10,8 +10,8 @@ namespace {
 namespace http = boost::beast::http;
 
 constexpr std::chrono::seconds kLimit{30};
-constexpr uint64_t kMaxBody_bytes = 1024 * 1024;
-constexpr uint32_t kMaxHead_bytes = 8192;
+constexpr uint64_t kMaxAnswerBody_bytes = 1024 * 1024;
+constexpr uint32_t kMaxAnswerHead_bytes = 8192;
 
 Response bad_gateway(const std::string& why) { return refused({Status::bad_gateway, "the desk: " + why, ""}); }
 
@@ -19,8 +19,8 @@ Response bad_gateway(const std::string& why) { return refused({Status::bad_gatew
 
 DeskRelay::DeskRelay(const boost::asio::any_io_executor& executor, std::string socket, Done done)
     : stream_(executor), socket_(std::move(socket)), done_(std::move(done)) {
-  parser_.body_limit(kMaxBody_bytes);
-  parser_.header_limit(kMaxHead_bytes);
+  parser_.body_limit(kMaxAnswerBody_bytes);
+  parser_.header_limit(kMaxAnswerHead_bytes);
 }
 
 void DeskRelay::start(const Request& request) {

@@ -10,7 +10,7 @@ namespace {
 constexpr size_t kMostWaiting_bytes = 1024 * 1024;
 constexpr size_t kPiece_bytes = 65'536;
 constexpr std::chrono::seconds kAlive{15};
-constexpr std::chrono::seconds kWriteLimit{30};
+constexpr std::chrono::seconds kStuckLimit{30};
 
 // It ends with the connection.
 constexpr const char* kHead =
@@ -89,7 +89,7 @@ void EventStream::write_more() {
   }
   if (waiting_.empty()) return;
   writing_.swap(waiting_);
-  stuck_.expires_after(kWriteLimit);
+  stuck_.expires_after(kStuckLimit);
   stuck_.async_wait([self = shared_from_this()](const Error& error) {
     if (!error && self->stuck_.expiry() <= std::chrono::steady_clock::now()) self->end();
   });

@@ -5,13 +5,13 @@
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 
+#include "../json.h"
+
 namespace desk::console {
 
-using Json = nlohmann::ordered_json;
 using Request = boost::beast::http::request<boost::beast::http::string_body>;
 using Response = boost::beast::http::response<boost::beast::http::string_body>;
 using Status = boost::beast::http::status;

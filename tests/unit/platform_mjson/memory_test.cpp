@@ -1,6 +1,5 @@
 // Memory that runs out: each allocation of each call fails once, the call says so, and nothing is lost or changed.
-// This program holds the library's sources compiled with malloc and free led through the counters here, and with a
-// block for each value, as under the address sanitizer: blocks_test.cpp is about blocks that many share.
+// This program holds the library's sources compiled with malloc and free led through the counters here.
 #include <gtest/gtest.h>
 
 #include "tree_tools.h"

@@ -1,0 +1,40 @@
+// Begins the world that the environment names, in the process that the library is preloaded into.
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "control.h"
+#include "faults.h"
+#include "step.h"
+#include "world.h"
+
+namespace {
+
+constexpr struct {
+  const char* name;
+  world::Kind kind;
+} kKinds[] = {
+    {"step", world::Kind::step}, {"free", world::Kind::free}, {"year", world::Kind::year}, {"fast", world::Kind::fast}};
+
+__attribute__((constructor)) void begin() {
+  unsetenv("LD_PRELOAD");
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  const faults::Aside aside;
+  const char* name = getenv("NUVEK_WORLD");
+  const char* store = getenv("NUVEK_WORLD_STORE");
+  for (const auto& row : kKinds) {
+    if (name == nullptr || strcmp(row.name, name) != 0) continue;
+    if (row.kind != world::Kind::fast) control::read(control::clock_s);
+    if (row.kind == world::Kind::step) step::begin();
+    world::begin(row.kind, store != nullptr && strcmp(store, "memory") == 0);
+    return;
+  }
+  fprintf(stderr, "gateway world: NUVEK_WORLD is not step, free, year or fast\n");
+  _exit(125);
+}
+
+}  // namespace
