@@ -149,8 +149,10 @@ def refused(agent, clock):
 
 
 def measured(gateway, clock):
-    return started(gateway, {**ACKNOWLEDGED_STORE, "nuvek_Common LastInformTime": str(stamp(clock)),
-                             "nuvek_Common LastSpeedTime": str(stamp(clock - WEEK_S))}, clock)
+    """One whose speed test is due. No report comes between, wherever the clock goes."""
+    store = {"nuvek_Common LastInformTime": str(stamp(clock)), "nuvek_Common LastSpeedTime": str(stamp(clock - WEEK_S)),
+             "nuvek_Server ReportCycle": "71582788"}
+    return started(gateway, {**ACKNOWLEDGED_STORE, **store}, clock)
 
 
 @pytest.mark.parametrize("ahead", [1, 5, 10])

@@ -29,7 +29,8 @@ extern "C" {
 
 int gettimeofday(struct timeval* __restrict now, void* __restrict) noexcept {
   if (!is_told_the_time()) return fast::gettimeofday(now);
-  now->tv_sec = static_cast<time_t>(uint64_t{control::read(control::clock_era)} << 32 | control::read(control::clock_s));
+  now->tv_sec =
+      static_cast<time_t>(uint64_t{control::read(control::clock_era)} << 32 | control::read(control::clock_s));
   now->tv_usec = static_cast<suseconds_t>(control::read(control::clock_us));
   return 0;
 }
