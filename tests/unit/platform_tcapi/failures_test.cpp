@@ -233,7 +233,7 @@ TEST_F(FailuresTest, LackOfMemoryRefusesTheLevelUntilThereIsSome) {
         EXPECT_FALSE(store.refresh());
         calls::stop();
       });
-      EXPECT_EQ(errors, "tcapi: " + folder_ + refused + ": Cannot allocate memory\n");
+      EXPECT_EQ(errors, "tcapi: " + folder_ + refused + ": " + strerror(ENOMEM) + "\n");
       EXPECT_TRUE(store.refresh());
       EXPECT_EQ(store.find(node + "_99", "a").value, "1");
     }
