@@ -11,9 +11,10 @@
 namespace {
 
 constexpr char kDone[] = "";  // told, when the failure changes nothing
-// Each failure has an error of its own, since what was told last is not told again. None of them means anything here,
-// and each of this one and the next sixteen has a text in every C library.
+// Each failure has another error than those around it, since what was told last is not told again. These mean nothing
+// here, and each has a text of its own in every C library.
 constexpr int kFirstError = EXDEV;
+constexpr int kErrors = ERANGE - EXDEV + 1;
 
 struct Call {
   const char* name;
@@ -39,11 +40,10 @@ class FailuresTest : public StoreTest {
     std::string names;
     for (const Call& call : table) names += std::string(call.name) + ' ';
     ASSERT_EQ(calls::names(), names);
-    ASSERT_LE(table.size(), 17U);
     for (size_t k = 0; k < table.size(); ++k) {
       SCOPED_TRACE("failing call " + std::to_string(k + 1) + ", " + table[k].name);
       prepare();
-      const int error = kFirstError + static_cast<int>(k);
+      const int error = kFirstError + static_cast<int>(k) % kErrors;
       int result = 0;
       const std::string errors = errors_of([&] {
         calls::fail_at_call(static_cast<int>(k) + 1, error);
