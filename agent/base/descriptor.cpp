@@ -43,10 +43,3 @@ int descriptor::accept_connection(int listen_fd) {
 }
 
 #endif
-
-// uClibc's macros mix signed and unsigned numbers, and the compiler takes that for ours.
-#pragma GCC diagnostic ignored "-Wsign-conversion"
-
-void descriptor::watch(int fd, fd_set* set) { FD_SET(fd, set); }
-
-bool descriptor::is_in(int fd, const fd_set& set) { return FD_ISSET(fd, &set) != 0; }

@@ -1,8 +1,6 @@
-// Owns descriptors: that the first three are taken, that no helper program inherits one, and sets of them.
+// Owns descriptors: that the first three are taken, and that no helper program inherits one.
 #ifndef NUVEK_AGENT_BASE_DESCRIPTOR_H
 #define NUVEK_AGENT_BASE_DESCRIPTOR_H
-
-#include <sys/select.h>
 
 namespace descriptor {
 
@@ -15,10 +13,6 @@ int new_socket();
 
 // The next connection of a listening socket, likewise.
 int accept_connection(int listen_fd);
-
-// Puts a descriptor below FD_SETSIZE into a set; looks whether it is in one.
-void watch(int fd, fd_set* set);
-bool is_in(int fd, const fd_set& set);
 
 }  // namespace descriptor
 

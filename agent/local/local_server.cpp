@@ -63,13 +63,13 @@ bool wait_for_data(int fd) {
   }
   fd_set readable;
   FD_ZERO(&readable);
-  descriptor::watch(fd, &readable);
+  FD_SET(fd, &readable);
   timeval timeout{kFirstData_s, 0};
   if (select(fd + 1, &readable, nullptr, nullptr, &timeout) <= 0) {
     NUVEK_ERROR_AS("nuvek_localProcess", "not recv client data");
     return false;
   }
-  return descriptor::is_in(fd, readable);
+  return FD_ISSET(fd, &readable) != 0;
 }
 
 // Receives until a chunk holds a message; null when the client closed or the connection failed. A message cannot be put

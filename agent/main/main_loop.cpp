@@ -7,7 +7,6 @@
 #include <initializer_list>
 
 #include "agent/base/clock.h"
-#include "agent/base/descriptor.h"
 #include "agent/base/log.h"
 #include "agent/base/records.h"
 #include "agent/link/connection.h"
@@ -41,7 +40,7 @@ bool fits_select(int fd) {
   return false;
 }
 
-bool is_ready(int fd, const fd_set& readable) { return fd >= 0 && fd < FD_SETSIZE && descriptor::is_in(fd, readable); }
+bool is_ready(int fd, const fd_set& readable) { return fd >= 0 && fd < FD_SETSIZE && FD_ISSET(fd, &readable) != 0; }
 
 }  // namespace
 
@@ -64,7 +63,7 @@ void MainLoop::turn() {
   FD_ZERO(&readable);
   for (const int fd : {listen_fd_, platform_fd}) {
     if (fd == -1) continue;
-    descriptor::watch(fd, &readable);
+    FD_SET(fd, &readable);
     if (fd > largest_fd_) largest_fd_ = fd;
   }
   const int ready = select(largest_fd_ + 1, &readable, nullptr, nullptr, &timeout);
