@@ -44,7 +44,7 @@ bool strikes(Kind kind, uint32_t* draw) {
   const uint32_t drawn = mix(uint64_t{seed} << 32 | static_cast<uint64_t>(kind) << 24 | number);
   if ((drawn & 0xFFFF) >= rate) return false;
   if (draw != nullptr) *draw = drawn >> 16;
-  control::count(static_cast<control::Word>(control::memory_faults + kind));
+  control::count(static_cast<control::Word>(int{control::memory_faults} + int{kind}));
   return true;
 }
 

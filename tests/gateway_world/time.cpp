@@ -45,7 +45,7 @@ time_t time(time_t* out) noexcept {
 int sysinfo(struct sysinfo* info) noexcept {
   if (!is_told_the_time()) return fast::sysinfo(info);
   memset(info, 0, sizeof *info);
-  info->uptime = static_cast<long>(control::read(control::uptime_s));
+  info->uptime = static_cast<decltype(info->uptime)>(control::read(control::uptime_s));
   return 0;
 }
 
