@@ -5,6 +5,12 @@ find_package(Threads REQUIRED)
 add_library(nuvek_warnings INTERFACE)
 target_compile_options(nuvek_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wformat=2 -Wnull-dereference -Werror)
+# uClibc's macros for sets of descriptors mix signed and unsigned numbers, and the compiler takes that for ours.
+include(CheckCXXSymbolExists)
+check_cxx_symbol_exists(__UCLIBC__ features.h NUVEK_WITH_UCLIBC)
+if(NUVEK_WITH_UCLIBC)
+  target_compile_options(nuvek_warnings INTERFACE -Wno-sign-conversion)
+endif()
 
 add_library(nuvek_device_code INTERFACE)
 target_link_libraries(nuvek_device_code INTERFACE nuvek_warnings)

@@ -22,6 +22,7 @@ MEANT = {*STORED, *acknowledged(), *registered(-1), *registered(-3), *start_comm
          "system pidof traceroute > ROOT/tmp/app_check.pid"}
 
 LOST = "ERROR nuvek_sendPostRequest: send buffer is null"
+NO_MEMORY = ("Memory allocation failure", "Out of memory")  # as C libraries say it of a look-up
 UNREAD = "DEBUG nuvek_handle_message: recvdata->RPCMethod:"
 
 
@@ -126,7 +127,8 @@ class Day:
         return results, [([trace_result(self.agent.clock, **TRACE)], None), ([], LOST),
                          ([trace_result(self.agent.clock, **{**TRACE, "path": ""})], "can't open ROOT/tmp/tracenuvek"),
                          ([trace_result(self.agent.clock, **{**TRACE, "path": ""})], None),  # opened, not read
-                         ([trace_result(self.agent.clock, **{**TRACE, "address": ""})], "getaddrinfo: Memory allocation failure")]
+                         *(([trace_result(self.agent.clock, **{**TRACE, "address": ""})], "getaddrinfo: " + reason)
+                           for reason in NO_MEMORY)]
 
     def delayed_speed_result(self):
         """The platform asks to wait; the timer thread sends the result again."""

@@ -125,12 +125,15 @@ class Surroundings:
 
     @property
     def clock(self):
-        return self.control.get("clock_s")
+        """Seconds since 1970, negative ahead of it; where time has 32 bits the agent sees the lower ones."""
+        era = self.control.get("clock_era")
+        return (era - (era >> 31 << 32) << 32) + self.control.get("clock_s")
 
     @clock.setter
     def clock(self, seconds):
         self.clocks.append(seconds)
-        self.control.set("clock_s", seconds)
+        self.control.set("clock_era", seconds >> 32 & 0xFFFFFFFF)
+        self.control.set("clock_s", seconds & 0xFFFFFFFF)
 
     @property
     def uptime(self):

@@ -1,5 +1,7 @@
 """What can hold the agent up: each wait ends at its bound, or with the one who causes it. What a wait costs in real time is in
 test_real_waits.py."""
+import re
+
 import pytest
 
 from harness import MAIN, TIMER
@@ -58,7 +60,7 @@ def test_two_attempts_that_time_out_are_a_link_and_a_client_has_its_turn_between
         agent.turn()
         assert client.recv_now(1024) == LOCKED if _ == 0 else True
     assert agent.log().count("ERROR nuvek_Link_Remoteserver: connect remote server error") == 2
-    assert agent.errors().count("connect: Operation now in progress\n") == 4
+    assert len(re.findall(r"^connect: Operation (?:now )?in progress$", agent.errors(), re.MULTILINE)) == 4
 
 
 def test_a_request_that_is_not_taken_within_its_second_fails_and_the_next_one_is_tried_on_the_same_connection(gateway):

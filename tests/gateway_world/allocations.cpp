@@ -90,6 +90,7 @@ void* allocate(Call call) {
     errno = ENOMEM;
     return nullptr;
   }
+  const faults::Aside aside;  // some C library's calloc() calls malloc(): one allocation, not two
   return keep(call());
 }
 

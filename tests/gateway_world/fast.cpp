@@ -43,7 +43,7 @@ int sysinfo(struct sysinfo* info) {
   static const auto real = world::behind(&::sysinfo, "sysinfo");
   static const long long begin_us = machine_us(CLOCK_BOOTTIME);
   const int result = real(info);
-  info->uptime = static_cast<long>(faster_us(CLOCK_BOOTTIME, begin_us) / kSecond_us);
+  info->uptime = static_cast<decltype(info->uptime)>(faster_us(CLOCK_BOOTTIME, begin_us) / kSecond_us);
   return result;
 }
 

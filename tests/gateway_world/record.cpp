@@ -43,6 +43,7 @@ void record(const std::string& line) {
 }
 
 void record_call(const char* format, ...) {
+  const faults::Aside aside;  // the line is made of allocations, too
   char line[160];
   va_list arguments;
   va_start(arguments, format);

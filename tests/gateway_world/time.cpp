@@ -16,8 +16,6 @@
 
 namespace {
 
-constexpr int64_t kEra_s = int64_t{1} << 32;
-
 bool is_told_the_time() { return !world::is(world::Kind::none) && !world::is(world::Kind::fast); }
 
 int sleep_for(useconds_t time_us) {
@@ -31,8 +29,8 @@ extern "C" {
 
 int gettimeofday(struct timeval* __restrict now, void* __restrict) noexcept {
   if (!is_told_the_time()) return fast::gettimeofday(now);
-  now->tv_sec = static_cast<time_t>(static_cast<int32_t>(control::read(control::clock_era)) * kEra_s +
-                                    control::read(control::clock_s));
+  now->tv_sec =
+      static_cast<time_t>(uint64_t{control::read(control::clock_era)} << 32 | control::read(control::clock_s));
   now->tv_usec = static_cast<suseconds_t>(control::read(control::clock_us));
   return 0;
 }
@@ -47,7 +45,7 @@ time_t time(time_t* out) noexcept {
 int sysinfo(struct sysinfo* info) noexcept {
   if (!is_told_the_time()) return fast::sysinfo(info);
   memset(info, 0, sizeof *info);
-  info->uptime = static_cast<long>(control::read(control::uptime_s));
+  info->uptime = static_cast<decltype(info->uptime)>(control::read(control::uptime_s));
   return 0;
 }
 

@@ -118,8 +118,8 @@ def build(folder, options, make_):
 
 
 @pytest.fixture
-def network():
-    made = OperatorNetwork()
+def network(tmp_path):
+    made = OperatorNetwork(tmp_path)
     yield made
     made.close()
 

@@ -8,6 +8,7 @@
 
 struct addrinfo;
 struct sockaddr;
+struct stat;
 struct sysinfo;
 struct timeval;
 
@@ -23,7 +24,12 @@ int setsockopt(int, int, int, const void*, unsigned) noexcept;
 int bind(int, const sockaddr*, unsigned) noexcept;
 int listen(int, int) noexcept;
 void freeaddrinfo(addrinfo*) noexcept;
+int access(const char*, int) noexcept;
 int flock(int, int) noexcept;
+int fstat(int, struct stat*) noexcept;
+int fstatat(int, const char* __restrict, struct stat* __restrict, int) noexcept;
+int rename(const char*, const char*) noexcept;
+int unlink(const char*) noexcept;
 int renameat(int, const char*, int, const char*) noexcept;
 int mkdirat(int, const char*, mode_t) noexcept;
 int mkdir(const char*, mode_t) noexcept;

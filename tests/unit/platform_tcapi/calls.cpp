@@ -151,15 +151,14 @@ extern "C" int fstatat(int folder, const char* path, struct stat* status, int fl
   return pass("fstatat", [&] { return call_fstatat(folder, path, status, flags); });
 }
 
-// By the linker's --wrap: only what is linked into this program comes here, and no call of the C library's own, which
-// makes some before a thread can run this program's code. No system call: it is not counted with them.
-extern "C" void* __real_realloc(void* memory, size_t size);
-extern "C" void* __wrap_realloc(void* memory, size_t size) {
+// The store's own calls alone come here. No system call: it is not counted with them.
+extern "C" void* realloc_or_none(void* memory, size_t size);
+void* realloc_or_none(void* memory, size_t size) {
   if (g_counting && g_failing_realloc > 0 && --g_failing_realloc == 0) {
     errno = ENOMEM;
     return nullptr;
   }
-  return __real_realloc(memory, size);
+  return realloc(memory, size);
 }
 
 extern "C" ssize_t read(int fd, void* bytes, size_t size) {

@@ -23,7 +23,7 @@ void count();
 // From now on each write takes one byte only, and each read gives one.
 void move_bytes_singly();
 
-// From now on the program's n-th realloc finds no memory. The first is 1.
+// From now on the store's n-th realloc finds no memory. The first is 1.
 void fail_at_realloc(int call);
 
 // How many calls there were since then; everything is back to normal.

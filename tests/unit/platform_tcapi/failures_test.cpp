@@ -1,6 +1,7 @@
 // Each call that can fail, and what the store then answers, says and leaves behind.
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstring>
 
 #include "calls.h"
@@ -10,8 +11,10 @@
 namespace {
 
 constexpr char kDone[] = "";  // told, when the failure changes nothing
-// Each failure has an error of its own, since what was told last is not told again. None of them means anything here.
-constexpr int kFirstError = 60;
+// Each failure has another error than those around it, since what was told last is not told again. These mean nothing
+// here, and each has a text of its own in every C library.
+constexpr int kFirstError = EXDEV;
+constexpr int kErrors = ERANGE - EXDEV + 1;
 
 struct Call {
   const char* name;
@@ -40,7 +43,7 @@ class FailuresTest : public StoreTest {
     for (size_t k = 0; k < table.size(); ++k) {
       SCOPED_TRACE("failing call " + std::to_string(k + 1) + ", " + table[k].name);
       prepare();
-      const int error = kFirstError + static_cast<int>(k);
+      const int error = kFirstError + static_cast<int>(k) % kErrors;
       int result = 0;
       const std::string errors = errors_of([&] {
         calls::fail_at_call(static_cast<int>(k) + 1, error);
@@ -233,7 +236,7 @@ TEST_F(FailuresTest, LackOfMemoryRefusesTheLevelUntilThereIsSome) {
         EXPECT_FALSE(store.refresh());
         calls::stop();
       });
-      EXPECT_EQ(errors, "tcapi: " + folder_ + refused + ": Cannot allocate memory\n");
+      EXPECT_EQ(errors, "tcapi: " + folder_ + refused + ": " + strerror(ENOMEM) + "\n");
       EXPECT_TRUE(store.refresh());
       EXPECT_EQ(store.find(node + "_99", "a").value, "1");
     }

@@ -20,10 +20,9 @@ int32_t delay_after(int32_t n) {
 
 }  // namespace
 
-// The timer service's one allocation, in the test's hands: the linker leads the agent's calloc() here.
-extern "C" void* __real_calloc(size_t count, size_t size);
-extern "C" void* __wrap_calloc(size_t count, size_t size);
-void* __wrap_calloc(size_t count, size_t size) { return g_no_memory ? nullptr : __real_calloc(count, size); }
+// The timer service's one allocation, in the test's hands.
+extern "C" void* calloc_or_none(size_t count, size_t size);
+void* calloc_or_none(size_t count, size_t size) { return g_no_memory ? nullptr : calloc(count, size); }
 
 TEST_F(BackOffState, TheDelayDoublesFromTenSecondsToFiveThousandOneHundredTwenty) {
   const int32_t expected[] = {10, 20, 40, 80, 160, 320, 640, 1280, 2560, 5120};
