@@ -1,8 +1,13 @@
 """What the agent does before its first turn, in which order, and what it says about it."""
 
+import functools
+import os
 import re
+import subprocess
 
-from messages import ACKNOWLEDGED_STORE, DEVICE_STORE, NOW, UUID
+import pytest
+
+from messages import ACKNOWLEDGED_STORE, DEVICE_STORE, NOW, UUID, period_report
 
 WAN_SEARCH = ["get Wan_PVC%d_Entry%d ServiceList" % (pvc, entry) for pvc in range(8) for entry in range(8)]
 BLOCK_READS = ["get nuvek_Entry0 " + name for name in ("Long", "Lat", "Altitudes", "HorizontalError", "VerticalError",
@@ -58,6 +63,20 @@ def test_the_log_of_the_start(gateway):
     assert agent.output().splitlines()[:len(LOG)] == [line for line in agent.output().splitlines()
                                                       if line.startswith("[NUVEK DEBUG ")][:len(LOG)]
     assert agent.console() == ""
+
+
+@pytest.mark.skipif("NUVEK_EMULATOR" in os.environ, reason="the emulator's own files would take their places")
+def test_descriptors_0_to_2_that_are_closed_take_no_socket(gateway, monkeypatch):
+    agent = gateway({**ACKNOWLEDGED_STORE, "nuvek_Server ReportCycle": "60"})
+    agent.primary.up()
+    with monkeypatch.context() as patched:
+        patched.setattr(subprocess, "Popen", functools.partial(subprocess.Popen, preexec_fn=lambda: os.closerange(0, 3)))
+        agent.launch("-v", "1")
+    agent.until(agent._is_at_rest, "the first turn")
+    assert [os.readlink("/proc/%d/fd/%d" % (agent.agent.pid, number)) for number in range(3)] == ["/dev/null"] * 3
+    agent.clock = NOW + 3601
+    agent.turn()
+    assert agent.primary.accept().request() == period_report()
 
 
 def test_the_console_gets_the_places_without_the_messages(gateway):
