@@ -1,5 +1,7 @@
-// Stands in for the socket and file calls. Each does what it always does, unless a fault strikes; in lock step one that
-// would wait is a stop. A socket's life is recorded: connect, accept, what was sent and received, close.
+// Stands in for the socket calls. Each does what it always does, unless a fault strikes; in lock step one that would
+// wait is a stop. A socket's life is recorded: connect, accept, what was sent and received, close.
+#include "socket_calls.h"
+
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/select.h>
@@ -8,7 +10,6 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -30,7 +31,6 @@ using walk::kNetwork;
 constexpr size_t kUncounted = 2;
 
 std::array<bool, 1024> g_connections;  // by descriptor
-std::array<bool, 1024> g_new_files;    // the same
 
 // Makes the call, or lets it fail with one of the errors that are drawn for it.
 template <typename Call>
@@ -142,6 +142,14 @@ ssize_t wait_in_step(const char* name, int fd, Call call) {
 }
 
 }  // namespace
+
+void sockets::end_connection(int fd) {
+  const size_t index = static_cast<size_t>(fd);
+  if (fd < 0 || index >= g_connections.size() || !g_connections[index]) return;
+  if (in_step()) step::pass("close " + std::to_string(fd));
+  g_connections[index] = false;
+  record_call("close %d", fd);
+}
 
 extern "C" {
 
@@ -262,73 +270,5 @@ ssize_t recv(int fd, void* data, size_t size, int flags) {
   if (received >= 0) record_call("recv %d %zd", fd, received);
   errno = error;
   return received;
-}
-
-int close(int fd) {
-  static const auto real = world::behind(&close, "close");
-  if (world::is(world::Kind::year)) year::witness_close(fd);
-  const size_t index = static_cast<size_t>(fd);
-  if (fd >= 0 && index < g_new_files.size()) g_new_files[index] = false;
-  if (fd >= 0 && index < g_connections.size() && g_connections[index]) {
-    if (in_step()) step::pass("close " + std::to_string(fd));
-    g_connections[index] = false;
-    record_call("close %d", fd);
-  }
-  const int result = real(fd);
-  return fails_with_errno(walk::kFiles, "close", {EIO, EINTR}) ? -1 : result;
-}
-
-// A file that the agent makes is remembered: on a full disk it is made, and takes nothing.
-int open(const char* path, int flags, ...) {
-  static const auto real = world::behind(&open, "open");
-  if (fails_with_errno(walk::kFiles, "open", {EACCES, EMFILE, ENFILE, ENOSPC, EROFS, EIO})) return -1;
-  mode_t mode = 0;
-  if ((flags & O_CREAT) != 0) {
-    va_list arguments;
-    va_start(arguments, flags);
-    mode = static_cast<mode_t>(va_arg(arguments, unsigned));
-    va_end(arguments);
-  }
-  uint32_t draw = 0;
-  if (faults::strikes(faults::open, &draw)) {
-    errno = draw % 2 == 0 ? EACCES : EMFILE;
-    return -1;
-  }
-  const int fd = real(path, flags, mode);
-  if (fd >= 0 && static_cast<size_t>(fd) < g_new_files.size()) {
-    g_new_files[static_cast<size_t>(fd)] = (flags & O_CREAT) != 0 && world::is_played() && !faults::is_aside();
-  }
-  return fd;
-}
-
-ssize_t write(int fd, const void* data, size_t size) {
-  static const auto real = world::behind(&write, "write");
-  if (fails_with_errno(walk::kFiles, "write", {ENOSPC, EIO, EINTR})) return -1;
-  const size_t index = static_cast<size_t>(fd);
-  if (fd < 0 || index >= g_new_files.size() || !g_new_files[index]) return real(fd, data, size);
-  if (in_step()) step::pass("write " + std::to_string(fd));
-  if (!faults::strikes(faults::full_disk)) return real(fd, data, size);
-  errno = ENOSPC;
-  return -1;
-}
-
-// On a full disk a file is opened, and emptied, all the same; what is written to it is lost.
-FILE* fopen(const char* __restrict path, const char* __restrict mode) {
-  static const auto real = world::behind(&fopen, "fopen");
-  if (world::is(world::Kind::year)) year::witness_open(path);
-  if (in_step()) {
-    const faults::Aside aside;
-    step::pass(std::string("open ") + path);
-  }
-  if (fails_with_errno(walk::kFiles, "fopen", {EACCES, EMFILE, ENFILE, ENOMEM, EIO})) return nullptr;
-  uint32_t draw = 0;
-  if (faults::strikes(faults::open, &draw)) {
-    errno = draw % 2 == 0 ? EACCES : EMFILE;
-    return nullptr;
-  }
-  FILE* const file = real(path, mode);
-  if (file == nullptr || mode[0] != 'w' || !faults::strikes(faults::full_disk)) return file;
-  fclose(file);
-  return real("/dev/full", mode);
 }
 }
