@@ -7,7 +7,3 @@ set(CMAKE_CXX_COMPILER ${musl}-c++)
 set(CMAKE_AR ${musl}-ar)
 set(CMAKE_RANLIB ${musl}-ranlib)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${musl}-run)
-# The compiler brings libraries that name its own folder.
-foreach(kind EXE SHARED MODULE)
-  set(CMAKE_${kind}_LINKER_FLAGS_INIT -Wl,--strip-debug)
-endforeach()
