@@ -1,7 +1,6 @@
 #include "agent/base/text.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
@@ -32,14 +31,8 @@ int32_t to_int32(const char* source) {
 }
 
 uint32_t to_uint32(const char* source) {
-  while (isspace(static_cast<unsigned char>(*source)) != 0) ++source;
-  const bool negative = *source == '-';
-  const char* digits = negative || *source == '+' ? source + 1 : source;
-  if (isdigit(static_cast<unsigned char>(*digits)) == 0) return 0;
-  const unsigned long long magnitude = strtoull(digits, nullptr, 10);
-  if (magnitude > UINT32_MAX) return UINT32_MAX;
-  const uint32_t value = static_cast<uint32_t>(magnitude);
-  return negative ? 0U - value : value;
+  const long long value = strtoll(source, nullptr, 10);
+  return value > UINT32_MAX || value < -int64_t{UINT32_MAX} ? UINT32_MAX : static_cast<uint32_t>(value);
 }
 
 Number::Number(int32_t value) {
