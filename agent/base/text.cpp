@@ -50,19 +50,19 @@ Number::Number(int32_t value) {
 void Builder::append(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  while (*format != '\0') {
-    const char* piece = format;
-    size_t size = strcspn(format, "%") + 1;
-    format += size - 1;
-    const Number number(size == 1 && format[1] == 'd' ? va_arg(arguments, int) : 0);
-    if (size == 1) {
-      piece = format[1] == 'd' ? number.c_str() : va_arg(arguments, const char*);
-      size = size_;
-      format += strlen("%s");
-    }
-    length_ += copy(buffer_ + length_, std::min(size, size_ - length_), piece);
+  for (;;) {
+    const size_t plain = strcspn(format, "%");
+    put(format, plain);
+    format += plain;
+    if (*format == '\0') break;
+    put(format[1] == 'd' ? Number(va_arg(arguments, int)).c_str() : va_arg(arguments, const char*), size_);
+    format += strlen("%s");
   }
   va_end(arguments);
+}
+
+void Builder::put(const char* piece, size_t most) {
+  length_ += copy(buffer_ + length_, std::min(most, size_ - length_ - 1) + 1, piece);
 }
 
 void Builder::drop_last() { buffer_[--length_] = '\0'; }
