@@ -1,14 +1,15 @@
 // The document tree itself: making values, putting them together, finding and releasing them.
 #include "platform/mjson/tree.h"
 
-#include <cstdlib>
 #include <cstring>
+
+#include "platform/mjson/cells.h"
 
 namespace mjson {
 
 json_value* new_value(Kind kind, const char* text, size_t length) {
   const auto kept_length = static_cast<uint32_t>(length);
-  auto* value = kept_length == length ? static_cast<json_value*>(malloc(sizeof(json_value) + length)) : nullptr;
+  auto* value = kept_length == length ? static_cast<json_value*>(take_memory(sizeof(json_value) + length)) : nullptr;
   if (value == nullptr) return nullptr;
   *value = {nullptr, nullptr, nullptr, kept_length, kind, {}};
   memcpy(value->text(), text, length);
@@ -59,7 +60,7 @@ void free_tree(json_value* root) {
       node = first;
     } else {
       json_value* parent = node->parent;
-      free(node);
+      give_memory(node);
       node = parent;
     }
   }
