@@ -165,9 +165,8 @@ def watched_start(command, environment):
     process.wait()
     process.stderr.close()
     start = told.pop("exec")[0]
-    return {
-what: [clock - start, store, shell] for what, (clock, store, shell) in told.items()
-}
+    return {what: [clock - start, store, shell] for what, (clock, store, shell) in told.items()}
+
 
 def start_rows(folder):
     (folder / "block").write_text(block_with_get(PACKAGES[0]))

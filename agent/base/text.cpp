@@ -1,7 +1,6 @@
 #include "agent/base/text.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
@@ -32,14 +31,8 @@ int32_t to_int32(const char* source) {
 }
 
 uint32_t to_uint32(const char* source) {
-  while (isspace(static_cast<unsigned char>(*source)) != 0) ++source;
-  const bool negative = *source == '-';
-  const char* digits = negative || *source == '+' ? source + 1 : source;
-  if (isdigit(static_cast<unsigned char>(*digits)) == 0) return 0;
-  const unsigned long long magnitude = strtoull(digits, nullptr, 10);
-  if (magnitude > UINT32_MAX) return UINT32_MAX;
-  const uint32_t value = static_cast<uint32_t>(magnitude);
-  return negative ? 0U - value : value;
+  const long long value = strtoll(source, nullptr, 10);
+  return value > UINT32_MAX || value < -int64_t{UINT32_MAX} ? UINT32_MAX : static_cast<uint32_t>(value);
 }
 
 Number::Number(int32_t value) {
@@ -57,19 +50,19 @@ Number::Number(int32_t value) {
 void Builder::append(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  while (*format != '\0') {
-    const char* piece = format;
-    size_t size = strcspn(format, "%") + 1;
-    format += size - 1;
-    const Number number(size == 1 && format[1] == 'd' ? va_arg(arguments, int) : 0);
-    if (size == 1) {
-      piece = format[1] == 'd' ? number.c_str() : va_arg(arguments, const char*);
-      size = size_;
-      format += strlen("%s");
-    }
-    length_ += copy(buffer_ + length_, std::min(size, size_ - length_), piece);
+  for (;;) {
+    const size_t plain = strcspn(format, "%");
+    put(format, plain);
+    format += plain;
+    if (*format == '\0') break;
+    put(format[1] == 'd' ? Number(va_arg(arguments, int)).c_str() : va_arg(arguments, const char*), size_);
+    format += strlen("%s");
   }
   va_end(arguments);
+}
+
+void Builder::put(const char* piece, size_t most) {
+  length_ += copy(buffer_ + length_, std::min(most, size_ - length_ - 1) + 1, piece);
 }
 
 void Builder::drop_last() { buffer_[--length_] = '\0'; }

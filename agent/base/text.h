@@ -63,6 +63,8 @@ class Builder {
   bool ends_with(char last) const { return length_ != 0 && buffer_[length_ - 1] == last; }
 
  private:
+  void put(const char* piece, size_t most);
+
   char* buffer_;
   size_t size_;
   size_t length_ = 0;

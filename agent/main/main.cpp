@@ -18,7 +18,21 @@
 #include "agent/tasks/back_off.h"
 #include "agent/timer/timer.h"
 
+// Some C libraries' own.
+extern "C" int mallopt(int option, int value) __attribute__((weak));
+
 namespace {
+
+// What a name look-up leaves in the heap for ever would stand above the buffers of the files that it reads. Those shall
+// be mappings of their own, which go with the file: for that the heap must not have room for them.
+void keep_file_buffers_off_heap() {
+  constexpr int kTopPad = -2;
+  constexpr int kMmapThreshold = -3;
+  constexpr int kPageBytes = 4096;
+  if (mallopt == nullptr) return;
+  mallopt(kTopPad, 0);
+  mallopt(kMmapThreshold, kPageBytes);
+}
 
 // "-v WORD" and "-d WORD", each as often as wanted; the word is ignored. Anything else says nothing. Options may stand
 // behind other words, which not every C library's getopt() allows.
@@ -66,6 +80,7 @@ void load_server() {
 // Returns the local server's listening socket, or -1.
 int start_up(int argc, char** argv) {
   descriptor::open_standard();
+  keep_file_buffers_off_heap();
   static char output[1024];                        // in place of a page of heap, held for ever
   setvbuf(stdout, output, _IOLBF, sizeof output);  // a log in a file survives a kill
   parse_options(argc, argv);

@@ -107,19 +107,18 @@ void add_dns_server(json::Value& object, const char* member, const char* attribu
 }  // namespace
 
 int nuvek_RPCGet_process(ServerArg*, DevInfo* devinfo, const RecvData* record) {
+  // Released when the answer is out: the platform need not wait for that.
+  json::Value message = json::Value::object();
+  json::Value result = json::Value::object();
+  const Package* package = find_package(record->ObjectPath);
+  if (package != nullptr) package->fill(devinfo, result);
+  json_AddStringToObject(message, "RPCMethod", "GetResponse");
+  json_AddNumberToObject(message, "ID", record->ID);
+  json_AddStringToObject(message, "ObjectPath", record->ObjectPath);
+  json_AddNumberToObject(message, "Code", package != nullptr ? 0 : -1);
+  json_AddItemToObject(message, "Result", std::move(result));
   char body[kBodySize];
-  {
-    json::Value message = json::Value::object();
-    json::Value result = json::Value::object();
-    const Package* package = find_package(record->ObjectPath);
-    if (package != nullptr) package->fill(devinfo, result);
-    json_AddStringToObject(message, "RPCMethod", "GetResponse");
-    json_AddNumberToObject(message, "ID", record->ID);
-    json_AddStringToObject(message, "ObjectPath", record->ObjectPath);
-    json_AddNumberToObject(message, "Code", package != nullptr ? 0 : -1);
-    json_AddItemToObject(message, "Result", std::move(result));
-    message.print_body(body, sizeof body, devinfo->UUID);
-  }
+  message.print_body(body, sizeof body, devinfo->UUID);
   const Lock hold(g_link_lock);
   return nuvek_sendPostRequest(g_connection, body);
 }

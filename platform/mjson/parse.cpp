@@ -170,7 +170,7 @@ int parse(Parser& parser) {
     close_containers(parser);
     if (parser.open == nullptr) return *parser.at == '\0' ? JSON_OK : JSON_BAD_TEXT;
     // What is still empty was opened just now: its first member needs no comma.
-    const bool first = parser.open->first_child == nullptr;
+    const bool first = parser.open->last_child == nullptr;
     if (!first && !skip_byte(parser, ',')) return JSON_BAD_TEXT;
   }
 }

@@ -1,28 +1,27 @@
 // The document tree itself: making values, putting them together, finding and releasing them.
 #include "platform/mjson/tree.h"
 
-#include <cstdlib>
 #include <cstring>
+
+#include "platform/mjson/cells.h"
 
 namespace mjson {
 
 json_value* new_value(Kind kind, const char* text, size_t length) {
-  auto* value = static_cast<json_value*>(malloc(sizeof(json_value) + length + 1));
+  const auto kept_length = static_cast<uint32_t>(length);
+  auto* value = kept_length == length ? static_cast<json_value*>(take_memory(sizeof(json_value) + length)) : nullptr;
   if (value == nullptr) return nullptr;
-  *value = {};
-  value->kind = kind;
+  *value = {nullptr, nullptr, nullptr, kept_length, kind, {}};
   memcpy(value->text(), text, length);
   value->text()[length] = '\0';
   return value;
 }
 
 void append(json_value* parent, json_value* child) {
+  json_value* last = parent->last_child;
   child->parent = parent;
-  if (parent->last_child == nullptr) {
-    parent->first_child = child;
-  } else {
-    parent->last_child->next = child;
-  }
+  child->next = last == nullptr ? child : last->next;
+  if (last != nullptr) last->next = child;
   parent->last_child = child;
 }
 
@@ -41,7 +40,7 @@ bool takes(const json_value& parent, const json_value& child) {
     case Kind::kArray:
       return !is_label(child);
     case Kind::kString:
-      return parent.parent == nullptr && parent.first_child == nullptr && !is_label(child);
+      return parent.parent == nullptr && parent.last_child == nullptr && !is_label(child);
     case Kind::kNumber:
     case Kind::kLiteral:
       return false;
@@ -53,13 +52,15 @@ bool takes(const json_value& parent, const json_value& child) {
 void free_tree(json_value* root) {
   json_value* node = root;
   while (node != nullptr) {
-    json_value* child = node->first_child;
-    if (child != nullptr) {
-      node->first_child = child->next;
-      node = child;
+    json_value* last = node->last_child;
+    if (last != nullptr) {
+      json_value* first = last->next;
+      last->next = first->next;
+      if (first == last) node->last_child = nullptr;
+      node = first;
     } else {
       json_value* parent = node->parent;
-      free(node);
+      give_memory(node);
       node = parent;
     }
   }
@@ -87,13 +88,19 @@ int json_insert_child(json_value* parent, json_value* child) {
 
 json_value* json_find_first_label(const json_value* object, const char* name) {
   if (object == nullptr || name == nullptr || object->kind != Kind::kObject) return nullptr;
-  json_value* label = object->first_child;
-  while (label != nullptr && strcmp(label->text(), name) != 0) label = label->next;
-  return label;
+  json_value* const last = object->last_child;
+  if (last == nullptr) return nullptr;
+  const size_t length = strlen(name);
+  json_value* label = last;
+  do {
+    label = label->next;
+    if (label->length == length && memcmp(label->text(), name, length) == 0) return label;
+  } while (label != last);
+  return nullptr;
 }
 
 json_value* json_label_value(const json_value* label) {
-  return label != nullptr && mjson::is_label(*label) ? label->first_child : nullptr;
+  return label != nullptr && mjson::is_label(*label) ? label->last_child : nullptr;
 }
 
 const char* json_value_text(const json_value* value) {
