@@ -8,4 +8,5 @@ foreach(language "" C_COMPILER_ CXX_COMPILER_)
   set(CMAKE_${language}AR mips-linux-gnu-gcc-ar)
   set(CMAKE_${language}RANLIB mips-linux-gnu-gcc-ranlib)
 endforeach()
-set(CMAKE_CROSSCOMPILING_EMULATOR ${uclibc}-run)
+# Its loader does not know $ORIGIN.
+set(CMAKE_CROSSCOMPILING_EMULATOR ${uclibc}-run -E LD_LIBRARY_PATH=${CMAKE_BINARY_DIR}/lib)
