@@ -1,5 +1,5 @@
-// Where a place of the program's code has its table for exceptions: the compiler's library asks glibc so, and uClibc only
-// knows how to walk all that is loaded. The record is the one of glibc for MIPS.
+// Where a place of the program's code has its table for exceptions: the compiler's library asks glibc so, and uClibc
+// only knows how to walk all that is loaded. The record is the one of glibc for MIPS.
 #define _GNU_SOURCE
 #include <link.h>
 #include <stddef.h>
