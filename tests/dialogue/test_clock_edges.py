@@ -10,6 +10,7 @@ from messages import (ACKNOWLEDGED_STORE, BLOCK_A, DEVICE_STORE, LOCATED_STORE, 
                       result_response, speed_result, start_commands)
 
 WIDE = os.environ["NUVEK_TIME_BYTES"] == "8"  # else the C library's calendar ends in 2038, and begins there in 1901
+UCLIBC = "NUVEK_WITH_UCLIBC" in os.environ
 SIGNED_END = 2**31
 END = 2**32
 HOURLY = {**ACKNOWLEDGED_STORE, "nuvek_Server ReportCycle": "60"}
@@ -23,6 +24,8 @@ def stamp(clock):
 
 def shown(clock):
     """The device time of a message."""
+    if UCLIBC and SIGNED_END - WEEK_S <= clock < SIGNED_END:
+        clock -= 2 * 8 * 3600  # its calendar takes the time zone with the wrong sign in that week
     return device_time(clock if WIDE else stamp(clock))
 
 

@@ -2,7 +2,7 @@
 #ifndef NUVEK_TESTS_SUPPORT_FAILING_ALLOCATION_H
 #define NUVEK_TESTS_SUPPORT_FAILING_ALLOCATION_H
 
-#include <cstdlib>  // its own declarations come ahead of the names below
+#include <stdlib.h>  // its own declarations, and those that lead to them, come ahead of the names below
 
 // The test program defines the one that its source calls.
 extern "C" void* calloc_or_none(size_t count, size_t size);

@@ -121,7 +121,11 @@ TEST_F(LocationTest, CoordinatesAreStoredWithFiveDecimalsOfSinglePrecision) {
       {" 5", "0.00000"},
       {"--5", "-0.00000"},
       {"0x10", "0.00000"},
+#ifdef __UCLIBC__
+      {"1e30", "1000000015047466300000000000"},  // zeros behind the 17 digits of a double
+#else
       {"1e30", "1000000015047466219876688855"},  // 31 digits and decimals: cut to the field
+#endif
   };
   for (const auto& row : table) {
     const std::string kept = stored(row.posted);

@@ -3,8 +3,9 @@
 #ifndef NUVEK_TESTS_UNIT_PLATFORM_MJSON_COUNTED_MEMORY_H
 #define NUVEK_TESTS_UNIT_PLATFORM_MJSON_COUNTED_MEMORY_H
 
+#include <stdlib.h>  // and <cstdlib> with it, ahead of the macros: they take them back, or want them in std
+
 #include <cstddef>
-#include <cstdlib>  // ahead of the macros: it takes them back
 
 extern "C" void* counted_malloc(size_t size);
 extern "C" void* counted_realloc(void* block, size_t size);
