@@ -3,6 +3,7 @@ import os
 import pathlib
 import re
 import subprocess
+import sys
 import time
 
 from bench.gateway import BIN, PAST_S, Gateway, Platform, print_table, require, scratch, wait_for
@@ -15,6 +16,7 @@ Report:
   gets: [[NUVEK.DeviceInfo, NUVEK.GISInfoA, NUVEK.GISInfoB, NUVEK.Interface, NUVEK.Counter]]
 SpeedTest: {bytes: 1000000}
 """
+BUDGET_KB = 32  # private dirty memory after a day, beyond a sleeper with two threads
 SHORTEST_THREAD_STACK = 1 << 17  # bytes; no other anonymous mapping behind a guard is as long
 
 
@@ -52,7 +54,7 @@ def dirty_by_group(pid):
 
 
 def lowest_used(pid, start, end):
-    """The lowest byte of a stack that was ever written: below it everything is still zero."""
+    """The lowest byte of a stack that was written and not given back: below it everything is zero."""
     with open(f"/proc/{pid}/mem", "rb") as memory:
         memory.seek(start)
         data = memory.read(end - start)
@@ -60,7 +62,7 @@ def lowest_used(pid, start, end):
 
 
 def stack_depths(pid):
-    """Bytes of the main thread's and the other thread's stack that were ever used, the latter with its thread record."""
+    """Bytes of the main thread's and the other thread's stack that are held, the latter with its thread record."""
     stat = pathlib.Path(f"/proc/{pid}/stat").read_text().rsplit(")", 1)[1].split()
     main_begins = int(stat[25])  # below the environment
     depths = {"[stack]": 0, "[thread stack]": 0}
@@ -148,11 +150,14 @@ def main():
     print("Private dirty memory, kB:")
     print_table(["where", *names], [*[[group, *[sums.get(group, 0) for _, sums, _ in states]] for group in groups],
                                     ["all", *[sum(sums.values()) for _, sums, _ in states]]])
-    print("Stack ever used, bytes:")
+    print("Stack held, bytes:")
     print_table(["thread", *names], [["main", *[depths["[stack]"] for _, _, depths in states]],
                                      ["timer", *[depths["[thread stack]"] or "-" for _, _, depths in states]]])
     with scratch() as folder:
         measure_heap(pathlib.Path(folder))
+    least, day = (sum(sums.values()) for _, sums, _ in (states[1], states[3]))
+    if day > least + BUDGET_KB:
+        sys.exit(f"bench: budget broken: {day} kB after a day, {day - least} beyond a sleeper; {BUDGET_KB} are allowed")
 
 
 if __name__ == "__main__":

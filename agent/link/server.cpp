@@ -13,6 +13,7 @@
 
 #include "agent/base/config.h"
 #include "agent/base/log.h"
+#include "agent/base/stack.h"
 #include "agent/base/text.h"
 #include "agent/link/connection.h"
 #include "agent/link/server_steps.h"
@@ -67,15 +68,16 @@ int nuvek_getaddrinfo(const char* domain, char* out) {
   hints.ai_socktype = SOCK_STREAM;
   addrinfo* found = nullptr;
   const int error = getaddrinfo(domain, nullptr, &hints, &found);
-  if (error != 0) {
+  if (error == 0) {
+    sockaddr_in address{};
+    memcpy(&address, found->ai_addr, sizeof address);
+    inet_ntop(AF_INET, &address.sin_addr, out, INET_ADDRSTRLEN);
+    freeaddrinfo(found);
+  } else {
     fprintf(stderr, "getaddrinfo: %s\n", gai_strerror(error));
-    return 0;
   }
-  sockaddr_in address{};
-  memcpy(&address, found->ai_addr, sizeof address);
-  inet_ntop(AF_INET, &address.sin_addr, out, INET_ADDRSTRLEN);
-  freeaddrinfo(found);
-  return 1;
+  stack::give_back();  // a look-up takes 12 kB, twice what anything else does
+  return error == 0 ? 1 : 0;
 }
 
 int nuvek_is_ipaddr(const char* text) {

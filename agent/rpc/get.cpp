@@ -63,7 +63,7 @@ constexpr Column kRouteColumns[] = {
 
 // As the device converts: through single precision, toward zero; what an int32 cannot hold is clamped.
 int32_t to_whole(const char* value) {
-  const float number = static_cast<float>(atof(value));
+  const float number = static_cast<float>(strtod(value, nullptr));
   if (number != number) return 0;
   if (number >= 2147483648.0F) return INT32_MAX;
   if (number <= -2147483648.0F) return INT32_MIN;

@@ -24,6 +24,7 @@
 #include "agent/base/records.h"
 #include "platform/tcapi.h"
 #include "tests/support/fresh_agent.h"
+#include "tests/support/own_stack.h"
 
 namespace {
 
@@ -153,6 +154,7 @@ void srand(unsigned seed) noexcept {
 int getaddrinfo(const char* name, const char* service, const addrinfo* hints, addrinfo** found) {
   static auto* const real_getaddrinfo = real<int(const char*, const char*, const addrinfo*, addrinfo**)>("getaddrinfo");
   world().lookups.push_back(name);
+  mark_stack();
   EXPECT_EQ(service, nullptr);
   EXPECT_EQ(hints->ai_family, AF_INET);
   EXPECT_EQ(hints->ai_socktype, SOCK_STREAM);

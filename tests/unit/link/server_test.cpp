@@ -12,6 +12,7 @@
 #include "agent/link/connection.h"
 #include "agent/link/connection_steps.h"
 #include "agent/link/server_steps.h"
+#include "tests/support/own_stack.h"
 #include "tests/support/world.h"
 #include "tests/unit/link/closed_by.h"
 
@@ -209,6 +210,21 @@ TEST_F(Server, AFailedLookUpIsReportedOnTheStandardErrorStreamOnly) {
             unknown_name());
   EXPECT_THAT(lines, IsEmpty());
   EXPECT_STREQ(out, "before");
+}
+
+// It is by far the deepest call of the agent, and a rare one.
+TEST_F(Server, ALookUpsStackIsNotHeldForEver) {
+  world().hosts["p1.example"] = "192.0.2.33";
+  for (const char* name : {"p1.example", "nowhere.example"}) {
+    size_t marks = 0;
+    stderr_of([&] {
+      marks = marks_left_by([name] {
+        char out[16] = "";
+        nuvek_getaddrinfo(name, out);
+      });
+    });
+    EXPECT_LE(marks, kMarks / 2) << name;
+  }
 }
 
 TEST_F(Server, NoDomainIsAnErrorLine) {
