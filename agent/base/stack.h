@@ -4,8 +4,9 @@
 
 namespace stack {
 
-// Gives the pages below the caller's back to the system, up to 16 KiB. For after a call that went deep and is rare: the
-// process would hold them for ever. Where a page is longer than 4 KiB it may do nothing.
+// Gives 16 KiB of the pages below the caller's back to the system. For after a call that went deep and is rare: the
+// process would hold them for ever. The stack must have 2 KiB, a page and 16 KiB left. Where a page is longer than 16
+// KiB nothing happens.
 void give_back();
 
 }  // namespace stack
