@@ -41,8 +41,7 @@ class Agent:
         self.process = None
 
     def start(self, with_log=True):
-        command = [*self.clock.command(BUILD / "bin" / "nuvek"), *(("-v", "on") if with_log else ())]
-        self.clock.begin()
+        command = [*self.clock.begin(BUILD / "bin" / "nuvek", self.root), *(("-v", "on") if with_log else ())]
         with open(self.log_path if with_log else os.devnull, "a", encoding="utf-8") as log:
             self.process = start(command, env=self.environment, stdin=subprocess.DEVNULL, stdout=log, stderr=log)
 

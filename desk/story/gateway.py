@@ -39,8 +39,7 @@ class Gateway:
                 **self.clock.helper_environment}
 
     def start(self):
-        command = [*self.network.inside("gw"), *self.clock.command(self.agent), "-v", "on"]
-        self.clock.begin()
+        command = [*self.network.inside("gw"), *self.clock.begin(self.agent, self.root.parent), "-v", "on"]
         with self.log_path.open("a") as log:
             self.process = start(command, env=self.environment, stdout=log, stderr=log)
         self.is_stopped, self.since_s, self.status = False, time.time(), None

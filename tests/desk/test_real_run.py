@@ -2,9 +2,13 @@
 import os
 import re
 import subprocess
+import sys
 
 import pytest
 from project import PROJECT, environment, run
+
+sys.path.insert(0, str(PROJECT))
+from desk.story.clock import WORLD  # noqa: E402
 
 BACK_OFFS = str(PROJECT / "desk" / "platform_server" / "scenarios" / "back_offs.yaml")
 
@@ -34,6 +38,23 @@ def test_five_back_offs_pass_in_seconds():
     assert done.returncode == 0, done.stdout + done.stderr
     codes = re.findall(r" SiteSpeed .*-> ResultResponse Code (-?\d)", done.stdout)
     assert codes == ["-3", "-3", "-2", "-3", "-3", "0"]
+
+
+# Started in the background or not: it needs the machine's time, of which a busy machine has little.
+def test_the_fast_clock_stands_still_while_a_program_runs(tmp_path):
+    held_file = tmp_path / "held"
+    told = subprocess.run([sys.executable, "-c", """
+import ctypes, time
+libc = ctypes.CDLL(None)
+begin_s, gateway_begin_s = time.monotonic(), libc.time(None)
+libc.system(b"sleep 0.2 & sleep 0.1")
+print(libc.time(None) - gateway_begin_s, time.monotonic() - begin_s)
+"""], env={**os.environ, "LD_PRELOAD": str(WORLD), "NUVEK_WORLD": "fast", "NUVEK_WORLD_SPEED": "1000",
+           "NUVEK_WORLD_HELD": str(held_file)}, capture_output=True, text=True, timeout=60, check=True).stdout.split()
+    gateway_s, machine_s = int(told[0]), float(told[1])
+    held_s = int(held_file.read_text()) / 1e6
+    assert held_s >= 0.2
+    assert gateway_s <= (machine_s - held_s) * 1000 + 1
 
 
 @pytest.mark.parametrize("words", [["run", "--wrong"], ["run", "--faults", "--scenario", BACK_OFFS], ["run", "--scenario", "none"],

@@ -2,17 +2,16 @@
 // world. The environment says which world it is; docs/reliability.md tells how a test is written.
 //
 //   NUVEK_WORLD=step   lock step: each wait of the agent is a stop, which ends when the test says so, by the channels
-//   that
-//                      NUVEK_WORLD_CHANNELS names (descriptors, one for each thread). The clock stands still.
+//                      that NUVEK_WORLD_CHANNELS names (descriptors, one for each thread). The clock stands still.
 //   NUVEK_WORLD=free   threads run and waits are real; the clock stands still until the test moves it
 //   NUVEK_WORLD=year   the clock jumps whenever the main loop has nothing to do (script/soak)
 //   NUVEK_WORLD=fast   the clock, and with it every wait, runs NUVEK_WORLD_SPEED times as fast as this machine's, from
-//   this
-//                      machine's time on; all else is real. It needs nothing more than these two and LD_PRELOAD.
+//                      this machine's time on, but not while a program runs that the agent started; all else is real.
+//                      It needs nothing more than these two and LD_PRELOAD. NUVEK_WORLD_HELD: fast.h.
 //
 //   NUVEK_WORLD_FOLDER  of step, free and year: where "control" lies and notes are taken
 //   NUVEK_WORLD_STORE=memory   the store is the file "store.1" of that folder; without it, it is the gateway's own
-//   library
+//                              library
 //
 // Programs that the agent starts do not get the library, and the agent ends with the process that started it.
 //
