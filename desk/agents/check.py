@@ -25,10 +25,11 @@ class Check:
     def of_kind(self, kind):
         return [exchange for exchange in self.relay.exchanges if exchange.kind == kind and (exchange.pieces or exchange.end)]
 
-    def await_answers(self, what, kinds, more=1):
-        """Waits until there are so many more of these kinds, or their answers are in vain."""
-        before = {kind: len(self.of_kind(kind)) for kind in kinds}
-        return self.await_until(what, lambda: all(len(self.of_kind(kind)) >= before[kind] + more for kind in kinds))
+    def await_report(self, what, cause):
+        """Waits until what the cause brings about is answered."""
+        before = len(self.of_kind("Report"))  # it may be over before the cause has returned
+        cause()
+        return self.await_until(what, lambda: len(self.of_kind("Report")) > before)
 
     def await_until(self, what, reached, limit_s=PHASE_LIMIT_S):
         end = time.monotonic() + limit_s
@@ -64,8 +65,7 @@ class Check:
             return None
         self.await_until("a periodic report and its answer", lambda: self.of_kind("Report"))
         self.await_until("both results, sent again as often as the platform asks", self.results_end)
-        self.agent.report_now()
-        self.await_answers("a second report", ["Report"])
+        self.await_report("a second report", self.agent.report_now)
         return self.play_bad_moments()
 
     def play_bad_moments(self):
@@ -81,13 +81,15 @@ class Check:
             except OSError:
                 pass  # the platform may close when it likes
         self.agent.stop(kill=True)
-        self.agent.start()
-        self.agent.report_now()
-        if not self.await_answers("a report after that", ["Report"]):
+        if not self.await_report("a report after that", self.begin_anew):
             return Break("bad moments", "no report was answered any more")
         after = self.of_kind("Report")[-1]
         return Break("bad moments", f"before: {before}; afterwards: {self.sort_of(after)}", after) \
             if self.sort_of(after) != before and break_of(after) else False
+
+    def begin_anew(self):
+        self.agent.start()
+        self.agent.report_now()
 
     @staticmethod
     def sort_of(exchange):

@@ -51,7 +51,8 @@ class Relay:
         self.port = self.listener.getsockname()[1]
         self.threads = []
         self.is_over = False
-        threading.Thread(target=self.accept, daemon=True).start()
+        self.acceptor = threading.Thread(target=self.accept, daemon=True)
+        self.acceptor.start()
 
     def accept(self):
         while True:
@@ -68,6 +69,7 @@ class Relay:
         self.is_over = True
         self.listener.shutdown(socket.SHUT_RDWR)
         self.listener.close()
+        self.acceptor.join()  # it may be between a connection and its thread
         for thread in self.threads:
             thread.join(ANSWER_LIMIT_S + DRAIN_S + 2)
 
