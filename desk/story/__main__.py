@@ -30,7 +30,7 @@ def read_arguments():
                              "are taken")
     parser.add_argument("--foreign", type=int, nargs="?", const=foreign.EXCHANGES, metavar="N",
                         help="a network that loses, delays and reorders, goes dark, and has name servers that are silent or "
-                             f"lie; N exchanges in each weather, {foreign.EXCHANGES} by default: three minutes")
+                             f"lie; N exchanges in each weather, {foreign.EXCHANGES} by default: two and a half minutes")
     parser.add_argument("--fast", action="store_true", help=f"the gateway's clock runs {FAST} times fast: a story in at most "
                                                             "15 s")
     parser.add_argument("--stay", action="store_true", help="keep the desk up afterwards, for driving it with a browser and "
