@@ -8,7 +8,7 @@ import pytest
 from project import PROJECT, environment, run
 
 sys.path.insert(0, str(PROJECT))
-from desk.story.clock import WORLD  # noqa: E402
+from desk.story.clock import WORLD, GatewayClock  # noqa: E402
 
 BACK_OFFS = str(PROJECT / "desk" / "platform_server" / "scenarios" / "back_offs.yaml")
 
@@ -55,6 +55,21 @@ print(libc.time(None) - gateway_begin_s, time.monotonic() - begin_s)
     held_s = int(held_file.read_text()) / 1e6
     assert held_s >= 0.2
     assert gateway_s <= (machine_s - held_s) * 1000 + 1
+
+
+def test_the_desk_shows_the_time_of_a_clock_that_stood_still(tmp_path, monkeypatch):
+    clock = GatewayClock(40)
+    now_s = [1000.0]
+    monkeypatch.setattr("desk.story.clock.time.time", lambda: now_s[0])
+    clock.begin("agent", tmp_path)
+    now_s[0] += 3
+    assert clock.now_s() == 1120
+    (tmp_path / "clock.held").write_text("2000000\n")
+    assert clock.now_s() == 1040
+    (tmp_path / "clock.held").write_text("")  # it is about to be written anew
+    assert clock.now_s() == 1120
+    clock.begin("agent", tmp_path)
+    assert clock.now_s() == 1003
 
 
 @pytest.mark.parametrize("words", [["run", "--wrong"], ["run", "--faults", "--scenario", BACK_OFFS], ["run", "--scenario", "none"],
