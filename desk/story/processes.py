@@ -9,6 +9,7 @@ import sys
 import tempfile
 
 PR_SET_PDEATHSIG, PR_SET_CHILD_SUBREAPER = 1, 36
+MNT_DETACH = 2
 END_SIGNALS = (signal.SIGTERM, signal.SIGHUP, signal.SIGINT)
 LIBC = ctypes.CDLL(None, use_errno=True)
 
@@ -77,6 +78,16 @@ def interrupt(_signal, _frame):
     raise KeyboardInterrupt
 
 
+def remove(folder):
+    """As far as that can be done, and with what is a mount of this process's own: the guard may be gone."""
+
+    def detach(function, path, _error):
+        if function is os.rmdir and LIBC.umount2(os.fsencode(path), MNT_DETACH) == 0:
+            os.rmdir(path)
+
+    shutil.rmtree(folder, onerror=detach)
+
+
 def run_child(work, folder):
     end_with_parent(signal.SIGTERM)
     for number in END_SIGNALS:
@@ -94,7 +105,7 @@ def run_child(work, folder):
     except BaseException:  # the guard needs a status, a person the reason
         sys.excepthook(*sys.exc_info())
     finally:
-        shutil.rmtree(folder, ignore_errors=True)
+        remove(folder)
         sys.stdout.flush()
         sys.stderr.flush()
         os._exit(status or 0)

@@ -105,15 +105,16 @@ def test_a_dialogue_in_the_middle_of_a_helper_program_that_hangs(tmp_path, way):
 
 
 # Of the long story: as its network is made, and in the middle of a name server's lies.
-LINES = [*((place, line) for place in ("--loopback", "") for line in range(1, 12)),
-         *(("--foreign", line) for line in (1, 2, 20))]
+LINES = [*((place, line, signal.SIGHUP) for place in ("--loopback", "") for line in range(1, 12)),
+         *(("--foreign", line, signal.SIGHUP) for line in (1, 2, 20)),
+         *((place, line, signal.SIGKILL) for place in ("--loopback", "") for line in (1, 5, 11))]
 
 
-@pytest.mark.parametrize("place, line", LINES)
-def test_a_story_that_is_hung_up_after_any_of_its_lines(tmp_path, place, line):
+@pytest.mark.parametrize("place, line, number", LINES)
+def test_a_story_that_is_hung_up_or_killed_after_any_of_its_lines(tmp_path, place, line, number):
     words = [place] if place else []
-    run = Run(tmp_path, sys.executable, "-B", "-m", "desk.story", *words)
+    run = Run(tmp_path, sys.executable, "-B", "-m", "desk.story", *words, keeper=[])
     run.lines(line)
     assert left(run.mark)
-    run.process.send_signal(signal.SIGHUP)
+    run.process.send_signal(number)
     run.leaves_nothing()
