@@ -1,4 +1,6 @@
-"""The page as its user sees it. Whatever is waited for is a condition of the page, never a time."""
+"""The page as its user sees it. Whatever is waited for is a condition of the page, never a time. It may be drawn anew at any
+moment, so what is read is looked up and read by one script, which nothing comes between."""
+from selenium.common.exceptions import ElementClickInterceptedException, StaleElementReferenceException
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.support.ui import Select, WebDriverWait
@@ -14,18 +16,24 @@ class Page:
         driver.get("http://127.0.0.1:%d/" % port)
         self.see("platform", "live")
 
-    def one(self, selector):
-        return self.driver.find_element(By.CSS_SELECTOR, selector)
-
-    def all(self, selector):
-        return self.driver.find_elements(By.CSS_SELECTOR, selector)
-
     def script(self, text, *arguments):
         return self.driver.execute_script(text, *arguments)
 
     def text(self, name):
-        """What can be read in an element, looked up and read at once: it may be drawn anew at any time."""
-        return self.script("return document.getElementById(arguments[0]).innerText", name)
+        return self.read("#" + name, "innerText")
+
+    def read(self, selector, what="textContent"):
+        """A property of the first such element."""
+        return self.script("return document.querySelector(arguments[0])[arguments[1]]", selector, what)
+
+    def read_all(self, selector, what="textContent"):
+        return self.script("return [...document.querySelectorAll(arguments[0])].map((e) => e[arguments[1]])", selector, what)
+
+    def count(self, selector):
+        return self.script("return document.querySelectorAll(arguments[0]).length", selector)
+
+    def shows(self, selector):
+        return self.script("return document.querySelector(arguments[0]).checkVisibility()", selector)
 
     def until(self, condition, what):
         return WebDriverWait(self.driver, WAIT_S, poll_frequency=0.05).until(
@@ -46,26 +54,42 @@ class Page:
         ActionChains(self.driver).send_keys(*keys).perform()
 
     def click(self, selector):
-        """By the mouse, where it is."""
-        element = self.one(selector)
-        self.script("arguments[0].scrollIntoView({block: 'center'})", element)
-        element.click()
+        """By the mouse, where it is; once more if it was drawn anew between the look and the click, which then met nothing."""
+
+        def met():
+            self.script(
+                "document.querySelector(arguments[0]).scrollIntoView({block: 'center'}); window.met = false;"
+                "addEventListener('click', (e) => { window.met = e.target.closest(arguments[0]) !== null; },"
+                " {capture: true, once: true})",
+                selector,
+            )
+            try:
+                self.driver.find_element(By.CSS_SELECTOR, selector).click()
+            except (StaleElementReferenceException, ElementClickInterceptedException):
+                pass
+            return self.script("return window.met")
+
+        self.until(met, "a click on " + selector)
+
+    def type(self, selector, value):
+        """Into a field, or chosen from a list; the page's fields are never drawn anew."""
+        element = self.driver.find_element(By.CSS_SELECTOR, selector)
+        if element.tag_name == "select":
+            Select(element).select_by_value(value)
+        else:
+            element.clear()
+            element.send_keys(value)
 
     def fill(self, form, **fields):
         for name, value in fields.items():
-            element = self.one("%s [name=%s]" % (form, name))
-            if element.tag_name == "select":
-                Select(element).select_by_value(value)
-            else:
-                element.clear()
-                element.send_keys(value)
+            self.type("%s [name=%s]" % (form, name), value)
 
     def order(self, button, form, **fields):
         """Opens a dialog, fills it, sends it; gives back what the page tells of it."""
         self.click("#%s-button" % button)
         self.fill("#%s-dialog" % form, **fields)
         self.click("#%s-dialog [type=submit]" % form)
-        self.until(lambda: not self.one("#%s-dialog" % form).is_displayed(), "the dialog closes")
+        self.until(lambda: not self.shows("#%s-dialog" % form), "the dialog closes")
         return self.text("notice")
 
     def rows(self):

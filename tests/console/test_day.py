@@ -37,9 +37,9 @@ def test_empty_page_tells_what_will_be_where(platform, open_page, size, scheme):
     page = open_page(platform, size, scheme)
     page.see("gateways", "No gateway has come yet")
     for name in ("identity", "counters", "interfaces", "orders", "map", "back-off", "speed", "route", "exchange"):
-        assert page.script("return document.querySelector('#%s .empty').innerText.length" % name) > 20, name
+        assert len(page.read("#%s .empty" % name, "innerText")) > 20, name
     page.see("sequence-box", "No message yet")
-    assert page.one("#get-button").get_attribute("disabled") and not page.one("#report-button").is_displayed()
+    assert page.read("#get-button", "disabled") and not page.shows("#report-button")
     assert page.spills() == [] and page.script(BADLY_CONTRASTED) == []
 
 
@@ -97,23 +97,23 @@ def test_counters_that_differ_are_marked(platform, open_page):
         lambda: "FailResult results answered otherwise 2 2 the same" in " ".join(page.text("counters").split()),
         "the counters",
     )
-    assert page.all("#counters .differs") == []
+    assert page.count("#counters .differs") == 0
     gateway.sent["SuccessInform"] += 5
     gateway.report()
     page.see("counters", "8 3 ≠ differs by 5")
-    assert [row.get_attribute("innerText").split()[0] for row in page.all("#counters .differs")] == ["SuccessInform"]
+    assert [row.split()[0] for row in page.read_all("#counters .differs", "innerText")] == ["SuccessInform"]
 
 
 def test_curve_and_path_have_every_figure(platform, open_page):
     page = open_page(platform)
     play(platform)
     page.see("speed", "answered 0")
-    assert [title.get_attribute("textContent") for title in page.all("#speed .dot title")] == [
+    assert page.read_all("#speed .dot title") == [
         "second %d: %s Mbit/s" % (second, ("%.2f" % value).rstrip("0").rstrip(".")) for second, value in enumerate(SPEEDS, 1)
     ]
     page.see("route", "nuvek-p1.test")
-    assert len(page.all("#route .hop")) == 1 + len(ROUTE.split("],["))
-    assert len(page.all("#route .silent")) == 1
+    assert page.count("#route .hop") == 1 + len(ROUTE.split("],["))
+    assert page.count("#route .silent") == 1
 
 
 def test_earlier_result_can_be_chosen_and_stays(platform, open_page):
@@ -125,7 +125,7 @@ def test_earlier_result_can_be_chosen_and_stays(platform, open_page):
     page.script("const s = document.querySelector('#speed select'); s.value = '1'; s.dispatchEvent(new Event('change'))")
     page.see("speed", "2 s: mean 15, least 10, most 20 Mbit/s")
     gateway.speed((1.0,))
-    page.until(lambda: len(page.all("#speed option")) == 3, "the third result")
+    page.until(lambda: page.count("#speed option") == 3, "the third result")
     page.see("speed", "2 s: mean 15")
 
 
@@ -133,19 +133,19 @@ def test_map_shows_place_graticule_and_scale(platform, open_page):
     page = open_page(platform)
     play(platform)
     page.see("map", "116.39713° E")
-    page.until(lambda: len(page.all("#map .land")) == 1, "coast lines")
-    assert "block A at 39.91653° N, 116.39713° E" in page.one("#map svg").get_attribute("aria-label")
+    page.until(lambda: page.count("#map .land") == 1, "coast lines")
+    assert "block A at 39.91653° N, 116.39713° E" in page.read("#map svg", "ariaLabel")
     width = page.script("return document.querySelector('#map svg').viewBox.baseVal.width")
     tip = page.script("return document.querySelector('#map .pin-A path').getAttribute('d')")[1:].split("l")[0].split(",")
     assert abs(float(tip[0]) - width * (0.5 + 116.39713 / 360)) < 1
     assert abs(float(tip[1]) - width * (0.25 - 39.91653 / 360)) < 1
-    assert page.script("return document.querySelector('#map .scale').textContent").endswith("km at the equator")
+    assert page.read("#map .scale").endswith("km at the equator")
     scales = []
-    while page.one("#zoom-in").is_enabled():
+    while not page.read("#zoom-in", "disabled"):
         page.click("#zoom-in")
-        scales.append(page.script("return document.querySelector('#map .scale').textContent"))
+        scales.append(page.read("#map .scale"))
     assert len(scales) == 6 and scales[-1].endswith(" m") and len(set(scales)) == 6
-    assert len(page.all("#map .pin-A .error")) == 1
+    assert page.count("#map .pin-A .error") == 1
 
 
 def test_second_gateway_is_listed_and_chosen(platform, open_page):
@@ -154,14 +154,14 @@ def test_second_gateway_is_listed_and_chosen(platform, open_page):
     other = Gateway(platform, OTHER)
     other.location.update(Long=-70.5, Lat=-33.25)
     other.register()
-    page.until(lambda: len(page.all("#gateways .gateway")) == 2, "both gateways")
+    page.until(lambda: page.count("#gateways .gateway") == 2, "both gateways")
     assert page.text("count") == "2 gateways"
     page.click("#gateways [data-key='%s']" % OTHER)
     page.see("map", "33.25000° S, 70.50000° W")
     assert page.text("gateway-name") == "NUVEK-2"
     page.see("speed", "No speed test yet")
     page.until(
-        lambda: page.script("return document.querySelector('#sequence [data-from]').textContent") == "NUVEK-1",
+        lambda: page.read("#sequence [data-from]") == "NUVEK-1",
         "whose exchange it is",
     )
     page.script("const s = document.querySelector('#everyone'); s.value = 'one'; s.dispatchEvent(new Event('change'))")
@@ -177,4 +177,4 @@ def test_text_of_a_gateway_is_never_markup(platform, open_page):
     page.see("map", "<img src=x onerror=document.title='seized'><b>1</b>")
     page.click("#sequence button")
     page.see("exchange", "<b>1</b>")
-    assert page.all("main img, main b") == [] and page.driver.title == "nuvek console"
+    assert page.count("main img, main b") == 0 and page.driver.title == "nuvek console"

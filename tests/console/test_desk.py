@@ -16,7 +16,7 @@ def test_desk_is_shown(page):
     page.see(
         "desk", "running", "process 4711", "open: the agent takes its clock for synchronised", "/tmp/nuvek-desk-x/gateway"
     )
-    assert page.script("return [...document.querySelectorAll('#network .host .title')].map((e) => e.textContent)") == [
+    assert page.read_all("#network .host .title") == [
         "client",
         "gateway",
         "edge router",
@@ -104,8 +104,8 @@ def test_location_meets_the_lock_is_unlocked_and_posted_again(page, desk):
 
 def test_store_is_searched_edited_and_read_back(page, desk):
     page.see("store", "Longitude")
-    page.one("#store-filter").send_keys("reportcycle")
-    page.until(lambda: len(page.all("#store tbody tr")) == 1, "one value is left")
+    page.type("#store-filter", "reportcycle")
+    page.until(lambda: page.count("#store tbody tr") == 1, "one value is left")
     page.click("#store [data-key='nuvek_Common/ReportCycle']")
     page.fill("#store-form", value="60")
     page.click("#store-form [type=submit]")

@@ -47,7 +47,7 @@ def test_fault_is_ordered_and_seen(platform, page):
     page.see("orders", "Report of any gateway: fault close")
     assert page.gateway.report() is None
     page.until(lambda: page.rows()[-1][0] == "Report" and "fault close" in page.rows()[-1][1], "the fault in the sequence")
-    assert len(page.all("#sequence li:last-child .cut")) == 1
+    assert page.count("#sequence li:last-child .cut") == 1
 
 
 def test_literal_bytes_are_sent_as_they_were_typed(platform, page):
@@ -86,10 +86,10 @@ def test_refusal_is_told_in_the_dialog(platform, page):
         platform.console.post("/api/answers", {"code": 0, "kind": "Inform0"})
     page.click("#answer-button")
     page.click("#answer-dialog [type=submit]")
-    page.until(lambda: page.one("#answer-dialog .error").text != "", "the reason")
-    assert page.one("#answer-dialog").is_displayed()
+    page.until(lambda: page.read("#answer-dialog .error", "innerText") != "", "the reason")
+    assert page.shows("#answer-dialog")
     page.press(Keys.ESCAPE)
-    page.until(lambda: not page.one("#answer-dialog").is_displayed(), "Escape closes the dialog")
+    page.until(lambda: not page.shows("#answer-dialog"), "Escape closes the dialog")
 
 
 def test_exchange_is_shown_byte_for_byte_with_findings(platform, page):
@@ -98,10 +98,10 @@ def test_exchange_is_shown_byte_for_byte_with_findings(platform, page):
     page.click("#sequence li:last-child button")
     sent = platform.console.get("/api/exchanges/2")
     page.see("exchange", "1 finding", sent["findings"][0])
-    shown = [pre.get_attribute("textContent") for pre in page.all("#exchange pre")]
+    shown = page.read_all("#exchange pre")
     assert shown == [sent[part].replace("\r", "\\r").replace("\n", "\\n\n") for part in ("request", "answer")]
     page.click("#exchange [data-key=view-hex]")
-    rows = page.one("#exchange pre").get_attribute("textContent").splitlines()
+    rows = page.read("#exchange pre").splitlines()
     assert bytes.fromhex("".join(row[6:53] for row in rows)).decode("latin-1") == sent["request"]
     assert rows[0] == "0000  50 4f 53 54 20 2f 72 65 67 2f 20 48 54 54 50 2f  POST /reg/ HTTP/"
 
@@ -110,12 +110,10 @@ def test_scenario_is_changed_and_a_wrong_one_is_told(platform, page):
     page.tolerated = ("status of 400",)
     page.see("scenario-source", "In force: from")
     for text in ("SiteSpeed:\n  codes: [-2]\n", "SiteSpeed:\n  codes: [x]\n"):
-        box = page.one("#scenario-text")
-        box.clear()
-        box.send_keys(text)
+        page.type("#scenario-text", text)
         page.click("#scenario-form [type=submit]")
         page.until(lambda: "set here" in page.text("scenario-source"), "the new scenario")
-    page.until(lambda: "line 2" in page.one("#scenario-error").text, "where it is wrong")
+    page.until(lambda: "line 2" in page.text("scenario-error"), "where it is wrong")
     assert (
         page.script(
             "const t = document.querySelector('#scenario-text'); return t.value.slice(t.selectionStart, t.selectionEnd)"
@@ -162,7 +160,7 @@ def test_all_can_be_done_from_the_keyboard(platform, page):
     assert page.focused("name") == "path"
     page.press(Keys.ENTER)
     page.see("identity", "NUVEK.Counter for its next contact")
-    assert page.focused() == "get-button"
+    page.until(lambda: page.focused() == "get-button", "the focus is back where it was")
 
 
 def test_every_control_has_a_name(platform, page):
@@ -214,7 +212,7 @@ def test_lost_connection_says_so_and_comes_back_by_itself(start, platform, page)
     page.see("gateway-name", "NUVEK-1")
     page.click("#get-button")
     page.click("#get-dialog [type=submit]")
-    page.until(lambda: page.one("#get-dialog .error").text == "the platform does not answer", "the reason")
+    page.until(lambda: page.read("#get-dialog .error", "innerText") == "the platform does not answer", "the reason")
     page.press(Keys.ESCAPE)
     again = start(None, console=str(platform.console.port))
     page.see("platform", "live", ":%d" % again.port)
@@ -235,4 +233,4 @@ def test_network_is_lit_where_a_message_passes(platform, page):
     )
     page.gateway.report()
     page.until(lambda: set(page.script("return [...window.lit]")) == {"gw", "net", "plat", "gw--net", "net--plat"}, "lit")
-    page.until(lambda: page.all("#network .lit") == [], "dark again")
+    page.until(lambda: page.count("#network .lit") == 0, "dark again")
