@@ -21,6 +21,8 @@
 #include <string>
 #include <vector>
 
+constexpr int64_t kNow_s = 1700000000;  // the clock as a test begins: 2023-11-14 22:13:20 UTC
+
 struct World {
   // --- configuration store -------------------------------------------------------------------------------------------
   void put(const std::string& node, const std::string& attr, const std::string& value);
@@ -85,7 +87,7 @@ struct World {
   std::map<std::pair<std::string, std::string>, std::string> store;
   std::vector<std::string> store_calls;
   std::vector<std::string> shell_commands;
-  int64_t clock_sec = 1700000000;
+  int64_t clock_sec = kNow_s;
   int64_t clock_usec = 0;
 };
 

@@ -22,7 +22,6 @@ using ::testing::MatchesRegex;
 
 namespace {
 
-constexpr int64_t kNow_s = 1700000000;
 constexpr int kDrawn = 100;     // the descriptor number that tests let the generator draw
 constexpr int kReadLimit = 18;  // failed reads in a row that end the reading
 constexpr uint8_t kNode[kMacSize] = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55};

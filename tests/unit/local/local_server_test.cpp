@@ -185,7 +185,6 @@ TEST_F(LocalServerTest, ASilentClientIsDroppedAfterTheTimeOutWithoutAnAnswer) {
 // it is the clients behind that wait for all those ahead.
 TEST_F(LocalServerTest, AQueueOfSilentClientsDelaysAStepByOneWaitAndAClientByOneWaitForEachAhead) {
   constexpr int kSilent = 5;
-  constexpr int64_t kNow_s = 1700000000;
   listen_now();
   world().set_clock(kNow_s);
   world().write_file("/tmp/timeSync", "");

@@ -22,7 +22,7 @@ class LocationTest : public AgentTest {
   }
 };
 
-constexpr char kPost[] =
+constexpr char kPosted[] =
     R"({"Longitude":"116.397128","Latitude":39.916527,"Elevation":"44","HorizontalError":"8","AltitudeError":"3",)"
     R"("AreaCode":"110101","GISDigest":"d","TimeStamp":"t","ID":"7"})";
 
@@ -30,7 +30,7 @@ constexpr char kPost[] =
 
 TEST_F(LocationTest, ALocationIsStoredInItsOrderCommittedAndSaved) {
   GisInfo record{};
-  EXPECT_EQ(nuvek_save_node(kPost, nullptr, &record), 0);
+  EXPECT_EQ(nuvek_save_node(kPosted, nullptr, &record), 0);
   EXPECT_THAT(world().calls(), ElementsAre("get nuvek_Entry0 GISInterface", "set nuvek_Entry0 Long=116.39713",
                                            "set nuvek_Entry0 Lat=39.91653", "set nuvek_Entry0 Altitudes=44",
                                            "set nuvek_Entry0 HorizontalError=8", "set nuvek_Entry0 VerticalError=3",
@@ -43,7 +43,7 @@ TEST_F(LocationTest, ALocationIsStoredInItsOrderCommittedAndSaved) {
 TEST_F(LocationTest, ALockedLocationIsRefusedAndNothingWritten) {
   world().put("nuvek_Entry0", "GISInterface", "A");
   GisInfo record{};
-  EXPECT_THAT(log_lines([&] { EXPECT_EQ(nuvek_save_node(kPost, nullptr, &record), -3); }),
+  EXPECT_THAT(log_lines([&] { EXPECT_EQ(nuvek_save_node(kPosted, nullptr, &record), -3); }),
               ElementsAre("DEBUG nuvek_save_node location locked"));
   EXPECT_THAT(world().writes(), IsEmpty());
 }
@@ -51,7 +51,7 @@ TEST_F(LocationTest, ALockedLocationIsRefusedAndNothingWritten) {
 TEST_F(LocationTest, TheRecordIsLoggedFieldByField) {
   GisInfo record{};
   EXPECT_THAT(
-      log_lines([&] { nuvek_save_node(kPost, nullptr, &record); }),
+      log_lines([&] { nuvek_save_node(kPosted, nullptr, &record); }),
       ElementsAre("DEBUG display_Coordinate tmp->Long:116.39713", "", "DEBUG display_Coordinate tmp->Lat:39.91653", "",
                   "DEBUG display_Coordinate tmp->HorizontalError:8", "",
                   "DEBUG display_Coordinate tmp->VerticalError:3", "", "DEBUG display_Coordinate tmp->AreaCode:110101",

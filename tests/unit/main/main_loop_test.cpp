@@ -22,7 +22,6 @@ using ::testing::Not;
 
 namespace {
 
-constexpr int64_t kNow_s = 1700000000;
 constexpr int kListening = 200;  // a descriptor that nothing stands behind
 
 class MainLoopTest : public AgentTest {

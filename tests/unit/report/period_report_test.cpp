@@ -11,8 +11,6 @@ using ::testing::IsEmpty;
 
 namespace {
 
-constexpr int64_t kNow_s = 1700000000;
-
 class PeriodReportTest : public AgentTest {
  protected:
   PeriodReportTest() {

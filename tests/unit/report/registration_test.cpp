@@ -21,8 +21,6 @@ using ::testing::StartsWith;
 
 namespace {
 
-constexpr int64_t kNow_s = 1700000000;  // 2023-11-14 22:13:20 UTC
-
 // Reports that no connection takes: an attempt to connect shows in the log only.
 int refuse(int, const sockaddr*) { return -1; }
 

@@ -19,19 +19,18 @@ using ::testing::IsEmpty;
 
 namespace {
 
-constexpr int64_t kNow = 1700000000;
 constexpr char kUuidMd5[] = "81c0e5de403c76cf1ac2632edbef1fdf";
 
 class ScheduleTest : public AgentTest {
  protected:
   ScheduleTest() {
-    world().set_clock(kNow);
+    world().set_clock(kNow_s);
     strcpy(g_devinfo.UUID, "the-uuid");
     nuvekReport.aReported = 1;
   }
   // Whether the speed test, last started so many seconds ago, is due.
   static int due_after(int64_t passed_s) {
-    world().put("nuvek_Common", "LastSpeedTime", std::to_string(kNow - passed_s));
+    world().put("nuvek_Common", "LastSpeedTime", std::to_string(kNow_s - passed_s));
     return nuvek_cycle_arrive(kSpeedTask);
   }
   static void set_cycle(const char* hours) { world().put("nuvek_Server", "ExetaskCycle", hours); }
@@ -151,8 +150,8 @@ TEST_F(ScheduleTest, AStartedTestIsNotStartedAgainAndAReportedOneIs) {
 
 TEST_F(ScheduleTest, ACycleStartsBothTestsWithoutTriggers) {
   set_cycle("1");
-  world().put("nuvek_Common", "LastSpeedTime", std::to_string(kNow - 3600));
-  world().put("nuvek_Common", "LastTraceTime", std::to_string(kNow - 3600));
+  world().put("nuvek_Common", "LastSpeedTime", std::to_string(kNow_s - 3600));
+  world().put("nuvek_Common", "LastTraceTime", std::to_string(kNow_s - 3600));
   nuvek_task_process(&g_devinfo, &g_server_Arg);
   EXPECT_EQ(world().commands().size(), 2U);
 }
@@ -265,7 +264,7 @@ TEST_F(ScheduleTest, TwoResultsOfOneSecondShareTheirIdentifierAndTheLaterEntryWi
 
 TEST_F(ScheduleTest, AStoreThatTakesNoWritesStartsEachTestOnceACycle) {
   set_cycle("1");
-  world().put("nuvek_Common", "LastTraceTime", std::to_string(kNow - 7200));
+  world().put("nuvek_Common", "LastTraceTime", std::to_string(kNow_s - 7200));
   world().refuse_writes = true;
   for (int turn = 0; turn < 3600; ++turn) {
     nuvek_task_process(&g_devinfo, &g_server_Arg);

@@ -7,8 +7,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr int64_t kNow_s = 1700000000;
-
 int nothing(void*) { return 0; }
 
 int add(uint32_t interval_ms, int32_t periodic = 0) {

@@ -9,8 +9,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr int64_t kNow_s = 1700000000;
-
 std::vector<int> g_fired;  // ordered by the gate
 std::function<void()> g_action;
 
