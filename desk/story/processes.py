@@ -10,6 +10,7 @@ import tempfile
 
 PR_SET_PDEATHSIG, PR_SET_CHILD_SUBREAPER = 1, 36
 MNT_DETACH = 2
+AGAIN_S = 0.01
 END_SIGNALS = (signal.SIGTERM, signal.SIGHUP, signal.SIGINT)
 LIBC = ctypes.CDLL(None, use_errno=True)
 
@@ -78,8 +79,16 @@ def interrupt(_signal, _frame):
     raise KeyboardInterrupt
 
 
+def lost(unraisable):
+    """An interrupt inside of what an object does at its end is lost there; it comes once more."""
+    if isinstance(unraisable.exc_value, KeyboardInterrupt):
+        signal.setitimer(signal.ITIMER_REAL, AGAIN_S)
+    else:
+        sys.__unraisablehook__(unraisable)
+
+
 def remove(folder):
-    """As far as that can be done, and with what is a mount of this process's own: the guard may be gone."""
+    """As far as that can be done, and with what is a mount of this process's own."""
 
     def detach(function, path, _error):
         if function is os.rmdir and LIBC.umount2(os.fsencode(path), MNT_DETACH) == 0:
@@ -89,9 +98,12 @@ def remove(folder):
 
 
 def run_child(work, folder):
+    """It tidies up as the guard does: the guard may have been killed."""
     end_with_parent(signal.SIGTERM)
-    for number in END_SIGNALS:
+    LIBC.prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
+    for number in (*END_SIGNALS, signal.SIGALRM):
         signal.signal(number, interrupt)
+    sys.unraisablehook = lost
     status = 1
     try:
         status = work(folder)
@@ -105,6 +117,7 @@ def run_child(work, folder):
     except BaseException:  # the guard needs a status, a person the reason
         sys.excepthook(*sys.exc_info())
     finally:
+        end_all_children()
         remove(folder)
         sys.stdout.flush()
         sys.stderr.flush()

@@ -104,6 +104,27 @@ def test_a_dialogue_in_the_middle_of_a_helper_program_that_hangs(tmp_path, way):
     assert run.leaves_nothing() != 0
 
 
+STORY_OF_ITS_OWN = """
+import os, signal, sys
+from desk.story.processes import guarded
+
+class Ended:
+    def __del__(self):
+        os.kill(os.getpid(), signal.SIGTERM)  # whatever that raises is ignored here
+
+def story(folder):
+    Ended()
+    while True:
+        signal.pause()
+
+sys.exit(guarded(story, "nuvek-desk-"))
+"""
+
+
+def test_a_story_that_is_interrupted_where_exceptions_are_ignored(tmp_path):
+    assert Run(tmp_path, sys.executable, "-B", "-c", STORY_OF_ITS_OWN, keeper=[]).leaves_nothing() == 130
+
+
 # Of the long story: as its network is made, and in the middle of a name server's lies.
 LINES = [*((place, line, signal.SIGHUP) for place in ("--loopback", "") for line in range(1, 12)),
          *(("--foreign", line, signal.SIGHUP) for line in (1, 2, 20)),
