@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 
 namespace {
 
@@ -25,6 +26,8 @@ bool g_single_bytes = false;
 size_t g_bytes_to_live = 0;  // what may still be written before the process dies in the middle of a write; 0 is no end
 int g_flags_of_all = 0;
 int g_failing_realloc = 0;
+const char* g_awaited = nullptr;
+void (*g_ahead)() = nullptr;
 constexpr int kNamesMax = 64;
 const char* g_names[kNamesMax];
 
@@ -36,6 +39,7 @@ void start(int death_step, int failing_call, int error, bool single_bytes, size_
   g_single_bytes = single_bytes;
   g_flags_of_all = ~0;
   g_failing_realloc = 0;
+  g_awaited = nullptr;
   g_calls = 0;
   g_counting = true;
 }
@@ -48,6 +52,10 @@ void reach_step(int step) {
 template <typename Call>
 auto pass(const char* name, Call call) -> decltype(call()) {
   if (!g_counting) return call();
+  if (g_awaited != nullptr && strcmp(name, g_awaited) == 0) {
+    g_awaited = nullptr;
+    g_ahead();
+  }
   const int number = ++g_calls;
   if (number <= kNamesMax) g_names[number - 1] = name;
   if (number == g_failing_call) {
@@ -83,6 +91,12 @@ void die_at_byte(size_t byte) { start(0, 0, 0, false, byte); }
 void fail_at_call(int call, int error) { start(0, call, error, false); }
 void count() { start(0, 0, 0, false); }
 void move_bytes_singly() { start(0, 0, 0, true); }
+
+void ahead_of(const char* name, void (*what)()) {
+  start(0, 0, 0, true);
+  g_ahead = what;
+  g_awaited = name;
+}
 
 void fail_at_realloc(int call) {
   start(0, 0, 0, false);

@@ -23,6 +23,9 @@ void count();
 // From now on each write takes one byte only, and each read gives one.
 void move_bytes_singly();
 
+// Before the first call of this name, whoever makes it, this is done; from then on bytes move singly, as above.
+void ahead_of(const char* name, void (*what)());
+
 // From now on the store's n-th realloc finds no memory. The first is 1.
 void fail_at_realloc(int call);
 

@@ -1,12 +1,14 @@
 // Several processes and threads at one store.
+#include <pthread.h>
+#include <semaphore.h>
 #include <sys/file.h>
 #include <sys/time.h>
 
 #include <atomic>
-#include <chrono>
 #include <csignal>
 #include <thread>
 
+#include "calls.h"
 #include "fixture.h"
 
 namespace {
@@ -88,20 +90,35 @@ TEST_F(ProcessesTest, FirstUseByManyAtOnceMakesOneLiveLevel) {
   for (int i = 0; i < kWriters; ++i) EXPECT_EQ(get("n", attr_of(i, 0)), "1");
 }
 
+sem_t g_in_the_middle;
+sem_t g_go_on;
+std::atomic<bool> g_forking{false};
+
+// A writer stands in the middle of its call, and goes on with many thousand small steps once the fork has begun.
 TEST_F(ProcessesTest, ChildOfAForkInTheMiddleOfACallCanUseTheStore) {
-  constexpr int kForks = 20;
-  std::atomic<bool> stop{false};
-  std::thread writer([&] {
-    for (int i = 0; !stop; ++i) {
-      tcapi_set("n", "a", std::to_string(i).c_str());
-      std::this_thread::sleep_for(std::chrono::microseconds(100));  // so that the fork gets its turn
-    }
+  const std::string long_value(TCAPI_VALUE_MAX, 'x');
+  for (int i = 0; i < 40; ++i) ASSERT_EQ(tcapi_set("n", attr_of(i, 0).c_str(), long_value.c_str()), 0);
+  ASSERT_EQ(sem_init(&g_in_the_middle, 0, 0), 0);
+  ASSERT_EQ(sem_init(&g_go_on, 0, 0), 0);
+  const auto begin = [] {
+    if (g_forking.exchange(false)) sem_post(&g_go_on);
+  };
+  ASSERT_EQ(pthread_atfork(begin, nullptr, nullptr), 0);  // added last, it is the first to be called
+  calls::ahead_of("flock", [] {
+    sem_post(&g_in_the_middle);
+    sem_wait(&g_go_on);
   });
-  for (int i = 0; i < kForks && !HasFailure(); ++i) {
-    EXPECT_EQ(end_of(start_process([] { return tcapi_set("n", "child", "1"); })), 0);
-  }
-  stop = true;
+  std::thread writer([] { EXPECT_EQ(tcapi_set("n", "a", "1"), 0); });
+  sem_wait(&g_in_the_middle);
+  g_forking = true;
+  const pid_t child = start_process([] {
+    calls::stop();
+    return tcapi_set("n", "child", "1");
+  });
+  EXPECT_EQ(end_of(child), 0);
   writer.join();
+  calls::stop();
+  EXPECT_EQ(get("n", "a") + get("n", "child"), "11");
 }
 
 TEST_F(ProcessesTest, SignalWhileItWaitsForTheLockDisturbsNothing) {
