@@ -117,6 +117,8 @@ def run_child(work, folder):
     except BaseException:  # the guard needs a status, a person the reason
         sys.excepthook(*sys.exc_info())
     finally:
+        for number in (*END_SIGNALS, signal.SIGALRM):
+            signal.signal(number, ignore)  # none may cut the tidying short, nor lead out of it
         end_all_children()
         remove(folder)
         sys.stdout.flush()
